@@ -1,0 +1,58 @@
+// kelGetMaxCacheSizeB: the largest cache described by the processor's
+// deterministic cache parameters (CPUID leaf 4 on Intel, leaf 0x8000001D on
+// AMD and Hygon).
+#include <cpuid.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "kelcore/kelcore.h"
+
+namespace {
+
+// Walks the sub-leaves of a deterministic-cache-parameters leaf and returns
+// the largest cache it describes, or 0 if it describes none.
+int64_t LargestCache(unsigned leaf) {
+  int64_t largest = 0;
+  for (unsigned sub = 0; sub < 16; ++sub) {
+    unsigned a = 0, b = 0, c = 0, d = 0;
+    __cpuid_count(leaf, sub, a, b, c, d);
+    if ((a & 0x1f) == 0) break;  // no more caches
+    const int64_t ways = ((b >> 22) & 0x3ff) + 1;
+    const int64_t partitions = ((b >> 12) & 0x3ff) + 1;
+    const int64_t line = (b & 0xfff) + 1;
+    const int64_t sets = int64_t{c} + 1;
+    const int64_t size = ways * partitions * line * sets;
+    if (size > largest) largest = size;
+  }
+  return largest;
+}
+
+}  // namespace
+
+extern "C" int kelGetMaxCacheSizeB(int32_t* sizeB) {
+  if (sizeB == nullptr) return 1;
+  unsigned maxLeaf = 0, b = 0, c = 0, d = 0;
+  if (!__get_cpuid(0, &maxLeaf, &b, &c, &d)) return 1;
+  char vendor[13] = {};
+  std::memcpy(vendor + 0, &b, 4);
+  std::memcpy(vendor + 4, &d, 4);
+  std::memcpy(vendor + 8, &c, 4);
+
+  int64_t largest = 0;
+  if (std::strcmp(vendor, "GenuineIntel") == 0) {
+    if (maxLeaf >= 4) largest = LargestCache(4);
+  } else if (std::strcmp(vendor, "AuthenticAMD") == 0 ||
+             std::strcmp(vendor, "HygonGenuine") == 0) {
+    unsigned maxExt = 0, a1 = 0, b1 = 0, c1 = 0, d1 = 0;
+    __cpuid(0x80000000u, maxExt, b, c, d);
+    if (maxExt >= 0x80000001u) __cpuid(0x80000001u, a1, b1, c1, d1);
+    const bool topologyExtensions = (c1 >> 22) & 1;
+    if (maxExt >= 0x8000001Du && topologyExtensions)
+      largest = LargestCache(0x8000001Du);
+  }
+  if (largest <= 0) return 1;
+  if (largest > INT32_MAX) largest = INT32_MAX;
+  *sizeB = static_cast<int32_t>(largest);
+  return 0;
+}

@@ -1,0 +1,35 @@
+# Compares the dynamic symbol table of the shared library with the export
+# list of the public header: every listed function is exported, and nothing
+# else is.
+file(READ ${HEADER} header)
+string(REGEX MATCHALL "X\\((keli[A-Za-z0-9_]+)," entries "${header}")
+set(expected kelccGetLibVersion)
+foreach(e IN LISTS entries)
+  string(REGEX REPLACE "X\\((keli[A-Za-z0-9_]+)," "\\1" name "${e}")
+  list(APPEND expected ${name})
+endforeach()
+list(SORT expected)
+
+execute_process(COMMAND nm -D --defined-only ${LIB}
+                OUTPUT_VARIABLE nm_out RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "nm failed on ${LIB}")
+endif()
+string(REPLACE "\n" ";" lines "${nm_out}")
+set(actual)
+foreach(line IN LISTS lines)
+  if(line MATCHES "^[0-9a-fA-F]+ [A-Za-z] ([^ ]+)$")
+    list(APPEND actual ${CMAKE_MATCH_1})
+  endif()
+endforeach()
+list(SORT actual)
+
+list(LENGTH expected n_expected)
+if(NOT "${expected}" STREQUAL "${actual}")
+  set(missing ${expected})
+  list(REMOVE_ITEM missing ${actual})
+  set(extra ${actual})
+  list(REMOVE_ITEM extra ${expected})
+  message(FATAL_ERROR "export mismatch\n  not exported: ${missing}\n  unexpected: ${extra}")
+endif()
+message(STATUS "${n_expected} exports, as listed")
