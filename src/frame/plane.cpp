@@ -2,6 +2,7 @@
 // cache-policy versions).
 #include "frame/plane.h"
 
+#include <cstddef>
 #include <cstring>
 
 namespace kel::frame {
