@@ -1,0 +1,406 @@
+// Filtered 4:2:0 chroma re-sampling: 4:2:0 -> 4:2:2 with four-tap or
+// three-to-one vertical interpolation, and 4:2:0 -> 4:2:0 with one-two-one
+// smoothing. The filters are stated in resample/filter.h.
+//
+// Each chroma row kernel works in units of 16 chroma samples held in the
+// 16-bit lanes of one AVX2 register, two units per step, then one unit, then
+// the per-sample forms for the rest of the row. Interleaved CbCr rows need
+// no unpacking: 32 bytes of pairs are 16 lanes with Cb in the low byte and
+// Cr in the high byte of each lane. Luma rows go through RowCopy with
+// ordinary stores.
+#include "resample/filter.h"
+
+#include <immintrin.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "frame/checks.h"
+#include "frame/dispatch.h"
+#include "frame/isa.h"
+#include "frame/plane.h"
+#include "frame/simd_avx2.h"
+#include "kelcc.h"
+
+namespace kel::resample {
+namespace {
+
+inline const uint8_t* RowAt(const uint8_t* p, int step, int i) {
+  return p + static_cast<ptrdiff_t>(i) * step;
+}
+inline uint8_t* RowAt(uint8_t* p, int step, int i) {
+  return p + static_cast<ptrdiff_t>(i) * step;
+}
+
+// ---- AVX2 building blocks ------------------------------------------------
+
+KEL_AVX2_INLINE __m256i LowBytes(__m256i v) {
+  return _mm256_and_si256(v, simd::Set16(0x00FF));
+}
+KEL_AVX2_INLINE __m256i HighBytes(__m256i v) { return _mm256_srli_epi16(v, 8); }
+
+// (9 (b + c) - a - d + 8) >> 4 on 16-bit lanes holding 0..255; the result
+// lies in -32..287 and is bounded by the caller's saturating pack.
+KEL_AVX2_INLINE __m256i Interp4Lanes(__m256i a, __m256i b, __m256i c,
+                                     __m256i d) {
+  __m256i s = _mm256_mullo_epi16(_mm256_add_epi16(b, c), simd::Set16(9));
+  s = _mm256_sub_epi16(s, _mm256_add_epi16(a, d));
+  return _mm256_srai_epi16(_mm256_add_epi16(s, simd::Set16(8)), 4);
+}
+// (3 nearer + farther) >> 2
+KEL_AVX2_INLINE __m256i Near3Lanes(__m256i nearer, __m256i farther) {
+  const __m256i n3 = _mm256_add_epi16(_mm256_slli_epi16(nearer, 1), nearer);
+  return _mm256_srli_epi16(_mm256_add_epi16(n3, farther), 2);
+}
+// (a + 2 b + c) >> 2
+KEL_AVX2_INLINE __m256i Smooth121Lanes(__m256i a, __m256i b, __m256i c) {
+  const __m256i s =
+      _mm256_add_epi16(_mm256_add_epi16(a, c), _mm256_slli_epi16(b, 1));
+  return _mm256_srli_epi16(s, 2);
+}
+
+// 16 samples of one planar row, widened.
+KEL_AVX2_INLINE __m256i Load16Wide(const uint8_t* p) {
+  return simd::WidenU8(simd::Load128(p));
+}
+
+// ---- 4:2:0 -> 4:2:2, four taps --------------------------------------------
+
+KEL_AVX2_INLINE __m256i Interp4Unit(const uint8_t* a, const uint8_t* b,
+                                    const uint8_t* c, const uint8_t* d, int x) {
+  return Interp4Lanes(Load16Wide(a + x), Load16Wide(b + x), Load16Wide(c + x),
+                      Load16Wide(d + x));
+}
+
+// Interpolated planar row from rows a, b, c, d; returns the samples done.
+KEL_AVX2 int Interp4RowAvx2(const uint8_t* a, const uint8_t* b,
+                            const uint8_t* c, const uint8_t* d, uint8_t* dst,
+                            int n) {
+  int x = 0;
+  for (; x + 32 <= n; x += 32)
+    simd::Store(dst + x, simd::PackU8(Interp4Unit(a, b, c, d, x),
+                                      Interp4Unit(a, b, c, d, x + 16)));
+  if (x + 16 <= n) {
+    const __m256i v = Interp4Unit(a, b, c, d, x);
+    simd::Store128(dst + x, _mm256_castsi256_si128(simd::PackU8(v, v)));
+    x += 16;
+  }
+  return x;
+}
+
+template <class Isa>
+void Interp4Row(const uint8_t* a, const uint8_t* b, const uint8_t* c,
+                const uint8_t* d, uint8_t* dst, int n) {
+  int x = 0;
+  if constexpr (kIsAvx2<Isa>) x = Interp4RowAvx2(a, b, c, d, dst, n);
+  for (; x < n; ++x) dst[x] = Interp4(a[x], b[x], c[x], d[x]);
+}
+
+// 16 pairs from x on: Cb results in *vcb, Cr results in *vcr.
+KEL_AVX2_INLINE void Interp4PairUnit(const uint8_t* a, const uint8_t* b,
+                                     const uint8_t* c, const uint8_t* d, int x,
+                                     __m256i* vcb, __m256i* vcr) {
+  const __m256i ra = simd::Load(a + 2 * x), rb = simd::Load(b + 2 * x);
+  const __m256i rc = simd::Load(c + 2 * x), rd = simd::Load(d + 2 * x);
+  *vcb = Interp4Lanes(LowBytes(ra), LowBytes(rb), LowBytes(rc), LowBytes(rd));
+  *vcr =
+      Interp4Lanes(HighBytes(ra), HighBytes(rb), HighBytes(rc), HighBytes(rd));
+}
+
+// Interpolated row of interleaved pairs into a Cb row and a Cr row.
+KEL_AVX2 int Interp4PairsAvx2(const uint8_t* a, const uint8_t* b,
+                              const uint8_t* c, const uint8_t* d, uint8_t* cb,
+                              uint8_t* cr, int pairs) {
+  int x = 0;
+  __m256i cb0, cr0, cb1, cr1;
+  for (; x + 32 <= pairs; x += 32) {
+    Interp4PairUnit(a, b, c, d, x, &cb0, &cr0);
+    Interp4PairUnit(a, b, c, d, x + 16, &cb1, &cr1);
+    simd::Store(cb + x, simd::PackU8(cb0, cb1));
+    simd::Store(cr + x, simd::PackU8(cr0, cr1));
+  }
+  if (x + 16 <= pairs) {
+    Interp4PairUnit(a, b, c, d, x, &cb0, &cr0);
+    const __m256i v = simd::PackU8(cb0, cr0);
+    simd::Store128(cb + x, _mm256_castsi256_si128(v));
+    simd::Store128(cr + x, _mm256_extracti128_si256(v, 1));
+    x += 16;
+  }
+  return x;
+}
+
+template <class Isa>
+void Interp4Pairs(const uint8_t* a, const uint8_t* b, const uint8_t* c,
+                  const uint8_t* d, uint8_t* cb, uint8_t* cr, int pairs) {
+  int x = 0;
+  if constexpr (kIsAvx2<Isa>) x = Interp4PairsAvx2(a, b, c, d, cb, cr, pairs);
+  for (; x < pairs; ++x) {
+    cb[x] = Interp4(a[2 * x], b[2 * x], c[2 * x], d[2 * x]);
+    cr[x] = Interp4(a[2 * x + 1], b[2 * x + 1], c[2 * x + 1], d[2 * x + 1]);
+  }
+}
+
+// A row of interleaved pairs split into a Cb row and a Cr row.
+KEL_AVX2 int SplitPairsAvx2(const uint8_t* src, uint8_t* cb, uint8_t* cr,
+                            int pairs) {
+  int x = 0;
+  for (; x + 32 <= pairs; x += 32) {
+    const __m256i v0 = simd::Load(src + 2 * x);
+    const __m256i v1 = simd::Load(src + 2 * x + 32);
+    simd::Store(cb + x, simd::PackU8(LowBytes(v0), LowBytes(v1)));
+    simd::Store(cr + x, simd::PackU8(HighBytes(v0), HighBytes(v1)));
+  }
+  if (x + 16 <= pairs) {
+    const __m256i v = simd::Load(src + 2 * x);
+    const __m256i p = simd::PackU8(LowBytes(v), HighBytes(v));
+    simd::Store128(cb + x, _mm256_castsi256_si128(p));
+    simd::Store128(cr + x, _mm256_extracti128_si256(p, 1));
+    x += 16;
+  }
+  return x;
+}
+
+template <class Isa>
+void SplitPairs(const uint8_t* src, uint8_t* cb, uint8_t* cr, int pairs) {
+  int x = 0;
+  if constexpr (kIsAvx2<Isa>) x = SplitPairsAvx2(src, cb, cr, pairs);
+  for (; x < pairs; ++x) {
+    cb[x] = src[2 * x];
+    cr[x] = src[2 * x + 1];
+  }
+}
+
+template <class Isa>
+void CopyLuma(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep, int w,
+              int h) {
+  for (int y = 0; y < h; ++y)
+    frame::RowCopy<Isa>(RowAt(src, srcStep, y), RowAt(dst, dstStep, y),
+                        static_cast<uint32_t>(w), false);
+}
+
+// Row i of n chroma rows, the nearest one for indices outside 0..n-1.
+inline const uint8_t* EdgeRow(const uint8_t* p, int step, int i, int n) {
+  return RowAt(p, step, std::clamp(i, 0, n - 1));
+}
+
+// Planar source; `cbPlane` and `crPlane` are the source's plane indices.
+template <class Isa, int cbPlane, int crPlane>
+KelResult Filter420To422P3(const Kel8u* const pSrc[3], const int srcStep[3],
+                           Kel8u* const pDst[3], const int dstStep[3],
+                           KelImageSize roiSize) {
+  ArgCheck check;
+  check.NotNull(pSrc, srcStep, pDst, dstStep)
+      .Planes(pSrc, 3)
+      .Planes(pDst, 3)
+      .MinSize(roiSize, 2, 8);
+  if (check.Failed()) return check.Result();
+  const int w = roiSize.width & ~1, h = roiSize.height & ~1;
+  const int n = h / 2, cw = w / 2;
+
+  CopyLuma<Isa>(pSrc[0], srcStep[0], pDst[0], dstStep[0], w, h);
+  const int srcPlane[2] = {cbPlane, crPlane};
+  for (int p = 0; p < 2; ++p) {
+    const uint8_t* src = pSrc[srcPlane[p]];
+    const int sStep = srcStep[srcPlane[p]];
+    uint8_t* dst = pDst[p + 1];
+    const int dStep = dstStep[p + 1];
+    for (int i = 0; i < n; ++i) {
+      const uint8_t* ci = RowAt(src, sStep, i);
+      frame::RowCopy<Isa>(ci, RowAt(dst, dStep, 2 * i),
+                          static_cast<uint32_t>(cw), false);
+      Interp4Row<Isa>(
+          EdgeRow(src, sStep, i - 1, n), ci, EdgeRow(src, sStep, i + 1, n),
+          EdgeRow(src, sStep, i + 2, n), RowAt(dst, dStep, 2 * i + 1), cw);
+    }
+  }
+  return kelOk;
+}
+
+template <class Isa>
+KelResult YCbCr420ToYCbCr422FilterP3R(const Kel8u* const pSrc[3],
+                                      const int srcStep[3],
+                                      Kel8u* const pDst[3],
+                                      const int dstStep[3],
+                                      KelImageSize roiSize) {
+  return Filter420To422P3<Isa, 1, 2>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+template <class Isa>
+KelResult YCrCb420ToYCbCr422FilterP3R(const Kel8u* const pSrc[3],
+                                      const int srcStep[3],
+                                      Kel8u* const pDst[3],
+                                      const int dstStep[3],
+                                      KelImageSize roiSize) {
+  return Filter420To422P3<Isa, 2, 1>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+// Interleaved source; the height is taken in whole groups of eight rows.
+template <class Isa>
+KelResult YCbCr420ToYCbCr422FilterP2P3R(const Kel8u* pSrcY, int srcYStep,
+                                        const Kel8u* pSrcCbCr, int srcCbCrStep,
+                                        Kel8u* const pDst[3],
+                                        const int dstStep[3],
+                                        KelImageSize roiSize) {
+  ArgCheck check;
+  check.NotNull(pSrcY, pSrcCbCr, pDst, dstStep)
+      .Planes(pDst, 3)
+      .MinSize(roiSize, 2, 8);
+  if (check.Failed()) return check.Result();
+  const int w = roiSize.width & ~1, h = roiSize.height & ~7;
+  const int n = h / 2, cw = w / 2;
+
+  CopyLuma<Isa>(pSrcY, srcYStep, pDst[0], dstStep[0], w, h);
+  for (int i = 0; i < n; ++i) {
+    const uint8_t* ci = RowAt(pSrcCbCr, srcCbCrStep, i);
+    SplitPairs<Isa>(ci, RowAt(pDst[1], dstStep[1], 2 * i),
+                    RowAt(pDst[2], dstStep[2], 2 * i), cw);
+    Interp4Pairs<Isa>(EdgeRow(pSrcCbCr, srcCbCrStep, i - 1, n), ci,
+                      EdgeRow(pSrcCbCr, srcCbCrStep, i + 1, n),
+                      EdgeRow(pSrcCbCr, srcCbCrStep, i + 2, n),
+                      RowAt(pDst[1], dstStep[1], 2 * i + 1),
+                      RowAt(pDst[2], dstStep[2], 2 * i + 1), cw);
+  }
+  return kelOk;
+}
+
+// ---- 4:2:0 -> packed 4:2:2, three to one -----------------------------------
+
+// One packed row Y0 Cb Y1 Cr from a luma row and the two chroma rows of its
+// filter; returns the pixels done.
+KEL_AVX2 int PackNear3RowAvx2(const uint8_t* y, const uint8_t* nearer,
+                              const uint8_t* farther, uint8_t* dst, int w) {
+  int x = 0;
+  for (; x + 32 <= w; x += 32) {
+    const __m256i vn = simd::Load(nearer + x), vf = simd::Load(farther + x);
+    const __m256i lo = Near3Lanes(LowBytes(vn), LowBytes(vf));
+    const __m256i hi = Near3Lanes(HighBytes(vn), HighBytes(vf));
+    const __m256i c = _mm256_or_si256(lo, _mm256_slli_epi16(hi, 8));
+    const __m256i vy = simd::Load(y + x);
+    const __m256i p0 = _mm256_unpacklo_epi8(vy, c);
+    const __m256i p1 = _mm256_unpackhi_epi8(vy, c);
+    simd::Store(dst + 2 * x, _mm256_permute2x128_si256(p0, p1, 0x20));
+    simd::Store(dst + 2 * x + 32, _mm256_permute2x128_si256(p0, p1, 0x31));
+  }
+  return x;
+}
+
+template <class Isa>
+void PackNear3Row(const uint8_t* y, const uint8_t* nearer,
+                  const uint8_t* farther, uint8_t* dst, int w) {
+  int x = 0;
+  if constexpr (kIsAvx2<Isa>) x = PackNear3RowAvx2(y, nearer, farther, dst, w);
+  for (; x < w; x += 2) {
+    dst[2 * x] = y[x];
+    dst[2 * x + 1] = Near3(nearer[x], farther[x]);
+    dst[2 * x + 2] = y[x + 1];
+    dst[2 * x + 3] = Near3(nearer[x + 1], farther[x + 1]);
+  }
+}
+
+template <class Isa>
+KelResult YCbCr420ToYCbCr422FilterP2C2R(const Kel8u* pSrcY, int srcYStep,
+                                        const Kel8u* pSrcCbCr, int srcCbCrStep,
+                                        Kel8u* pDst, int dstStep,
+                                        KelImageSize roiSize, int layout) {
+  ArgCheck check;
+  check.NotNull(pSrcY, pSrcCbCr, pDst).MinSize(roiSize, 2, 2);
+  if (check.Failed()) return check.Result();
+  SliceContext ctx{};
+  if (!DecodeSlice(layout, &ctx)) return kelOk;
+  const int w = roiSize.width & ~1, h = roiSize.height & ~1;
+  const int n = h / 2;
+  // Chroma rows that may be read: -1 and n only when the slice has them.
+  const int first = ctx.above ? -1 : 0, last = ctx.below ? n : n - 1;
+  for (int r = 0; r < h; ++r) {
+    const int i = r / 2;
+    const int j = std::clamp((r & 1) ? i + 1 : i - 1, first, last);
+    PackNear3Row<Isa>(
+        RowAt(pSrcY, srcYStep, r), RowAt(pSrcCbCr, srcCbCrStep, i),
+        RowAt(pSrcCbCr, srcCbCrStep, j), RowAt(pDst, dstStep, r), w);
+  }
+  return kelOk;
+}
+
+// ---- 4:2:0 -> 4:2:0 YCrCb, one-two-one
+// ---------------------------------------
+
+// 16 pairs from x on: Cb results in *vcb, Cr results in *vcr.
+KEL_AVX2_INLINE void Smooth121PairUnit(const uint8_t* a, const uint8_t* b,
+                                       const uint8_t* c, int x, __m256i* vcb,
+                                       __m256i* vcr) {
+  const __m256i ra = simd::Load(a + 2 * x), rb = simd::Load(b + 2 * x);
+  const __m256i rc = simd::Load(c + 2 * x);
+  *vcb = Smooth121Lanes(LowBytes(ra), LowBytes(rb), LowBytes(rc));
+  *vcr = Smooth121Lanes(HighBytes(ra), HighBytes(rb), HighBytes(rc));
+}
+
+// Smoothed row of interleaved pairs into a Cr row and a Cb row.
+KEL_AVX2 int Smooth121PairsAvx2(const uint8_t* a, const uint8_t* b,
+                                const uint8_t* c, uint8_t* cr, uint8_t* cb,
+                                int pairs) {
+  int x = 0;
+  __m256i cb0, cr0, cb1, cr1;
+  for (; x + 32 <= pairs; x += 32) {
+    Smooth121PairUnit(a, b, c, x, &cb0, &cr0);
+    Smooth121PairUnit(a, b, c, x + 16, &cb1, &cr1);
+    simd::Store(cb + x, simd::PackU8(cb0, cb1));
+    simd::Store(cr + x, simd::PackU8(cr0, cr1));
+  }
+  if (x + 16 <= pairs) {
+    Smooth121PairUnit(a, b, c, x, &cb0, &cr0);
+    const __m256i v = simd::PackU8(cb0, cr0);
+    simd::Store128(cb + x, _mm256_castsi256_si128(v));
+    simd::Store128(cr + x, _mm256_extracti128_si256(v, 1));
+    x += 16;
+  }
+  return x;
+}
+
+template <class Isa>
+void Smooth121Pairs(const uint8_t* a, const uint8_t* b, const uint8_t* c,
+                    uint8_t* cr, uint8_t* cb, int pairs) {
+  int x = 0;
+  if constexpr (kIsAvx2<Isa>) x = Smooth121PairsAvx2(a, b, c, cr, cb, pairs);
+  for (; x < pairs; ++x) {
+    cb[x] = Smooth121(a[2 * x], b[2 * x], c[2 * x]);
+    cr[x] = Smooth121(a[2 * x + 1], b[2 * x + 1], c[2 * x + 1]);
+  }
+}
+
+template <class Isa>
+KelResult YCbCr420ToYCrCb420FilterP2P3R(const Kel8u* pSrcY, int srcYStep,
+                                        const Kel8u* pSrcCbCr, int srcCbCrStep,
+                                        Kel8u* const pDst[3],
+                                        const int dstStep[3],
+                                        KelImageSize roiSize) {
+  ArgCheck check;
+  check.NotNull(pSrcY, pSrcCbCr, pDst, dstStep)
+      .Planes(pDst, 3)
+      .MinSize(roiSize, 2, 2);
+  if (check.Failed()) return check.Result();
+  const int w = roiSize.width & ~1, h = roiSize.height & ~1;
+  const int n = h / 2, cw = w / 2;
+
+  CopyLuma<Isa>(pSrcY, srcYStep, pDst[0], dstStep[0], w, h);
+  for (int i = 0; i < n; ++i)
+    Smooth121Pairs<Isa>(EdgeRow(pSrcCbCr, srcCbCrStep, i - 1, n),
+                        RowAt(pSrcCbCr, srcCbCrStep, i),
+                        EdgeRow(pSrcCbCr, srcCbCrStep, i + 1, n),
+                        RowAt(pDst[1], dstStep[1], i),
+                        RowAt(pDst[2], dstStep[2], i), cw);
+  return kelOk;
+}
+
+}  // namespace
+}  // namespace kel::resample
+
+KEL_IMPLEMENT(keliYCbCr420ToYCbCr422_Filter_8u_P3R,
+              kel::resample::YCbCr420ToYCbCr422FilterP3R)
+KEL_IMPLEMENT(keliYCrCb420ToYCbCr422_Filter_8u_P3R,
+              kel::resample::YCrCb420ToYCbCr422FilterP3R)
+KEL_IMPLEMENT(keliYCbCr420ToYCbCr422_Filter_8u_P2P3R,
+              kel::resample::YCbCr420ToYCbCr422FilterP2P3R)
+KEL_IMPLEMENT(keliYCbCr420ToYCbCr422_Filter_8u_P2C2R,
+              kel::resample::YCbCr420ToYCbCr422FilterP2C2R)
+KEL_IMPLEMENT(keliYCbCr420ToYCrCb420_Filter_8u_P2P3R,
+              kel::resample::YCbCr420ToYCrCb420FilterP2P3R)

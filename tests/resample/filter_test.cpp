@@ -1,0 +1,611 @@
+// Filtered 4:2:0 chroma re-sampling: the four-tap 4:2:2 members, the
+// slice-aware packed 4:2:2 member and the smoothed 4:2:0 YCrCb member.
+//
+// Every expectation comes from a model written here from the filters'
+// definitions (in floating point where that gives a different route to the
+// same integers), never from the library's own forms. The public calls run
+// under both dispatch modes, so the AVX2 kernels are held to the same model
+// as the portable ones, at widths around every vector block (16 and 32
+// chroma samples, 32 luma pixels) with misaligned planes and padded steps.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "kelcc.h"
+#include "support/dispatch_modes.h"
+#include "support/image.h"
+
+namespace {
+
+using kel::test::ForEachDispatch;
+using kel::test::GuardedPlane;
+using Rows = std::vector<std::vector<int>>;
+
+// The first `w` bytes of the first `h` rows of a plane.
+Rows Read(const GuardedPlane& p, int w, int h) {
+  Rows r(static_cast<size_t>(h));
+  for (int y = 0; y < h; ++y) r[y].assign(p.row(y), p.row(y) + w);
+  return r;
+}
+
+// Every `stride`-th sample from `first` on, per row (de-interleaving).
+Rows Channel(const Rows& rows, int first, int stride) {
+  Rows out;
+  for (const auto& row : rows) {
+    std::vector<int> c;
+    for (size_t x = first; x < row.size(); x += stride) c.push_back(row[x]);
+    out.push_back(c);
+  }
+  return out;
+}
+
+int Clamp255(double v) {
+  return static_cast<int>(std::clamp(std::floor(v), 0.0, 255.0));
+}
+
+// 4:2:0 -> 4:2:2 with the four-tap filter: even rows repeat the chroma row,
+// odd rows interpolate; rows beyond the edges repeat the edge row.
+Rows ModelFourTap(const Rows& c) {
+  const int n = static_cast<int>(c.size());
+  auto at = [&](int k) -> const std::vector<int>& {
+    return c[std::min(std::max(k, 0), n - 1)];
+  };
+  Rows out;
+  for (int i = 0; i < n; ++i) {
+    out.push_back(c[i]);
+    std::vector<int> mid(c[i].size());
+    for (size_t x = 0; x < mid.size(); ++x)
+      mid[x] = Clamp255((9.0 * (at(i)[x] + at(i + 1)[x]) - at(i - 1)[x] -
+                         at(i + 2)[x] + 8.0) /
+                        16.0);
+    out.push_back(mid);
+  }
+  return out;
+}
+
+// 4:2:0 -> 4:2:2 by chroma siting: luma row r is centred at r + 0.5, chroma
+// row k at 2k + 1; an output row takes the linear interpolation between the
+// two chroma rows around its centre, truncated. Rows past the picture's
+// edges repeat the edge row.
+Rows ModelSited(const Rows& c) {
+  const int n = static_cast<int>(c.size());
+  Rows out;
+  for (int r = 0; r < 2 * n; ++r) {
+    const double centre = r + 0.5;
+    const int lo = static_cast<int>(std::floor((centre - 1.0) / 2.0));
+    const double t = (centre - (2.0 * lo + 1.0)) / 2.0;  // weight of lo + 1
+    const auto& a = c[std::clamp(lo, 0, n - 1)];
+    const auto& b = c[std::clamp(lo + 1, 0, n - 1)];
+    std::vector<int> row(a.size());
+    for (size_t x = 0; x < row.size(); ++x)
+      row[x] = Clamp255((1.0 - t) * a[x] + t * b[x]);
+    out.push_back(row);
+  }
+  return out;
+}
+
+// 4:2:0 one-two-one vertical smoothing, edge rows repeated.
+Rows ModelSmoothed(const Rows& c) {
+  const int n = static_cast<int>(c.size());
+  Rows out;
+  for (int i = 0; i < n; ++i) {
+    const auto& a = c[std::max(i - 1, 0)];
+    const auto& b = c[i];
+    const auto& d = c[std::min(i + 1, n - 1)];
+    std::vector<int> row(b.size());
+    for (size_t x = 0; x < row.size(); ++x)
+      row[x] = Clamp255((a[x] + 2.0 * b[x] + d[x]) / 4.0);
+    out.push_back(row);
+  }
+  return out;
+}
+
+// Packed Y0 Cb Y1 Cr rows from luma rows and interleaved CbCr rows.
+Rows Pack(const Rows& y, const Rows& cbcr) {
+  Rows out;
+  for (size_t r = 0; r < y.size(); ++r) {
+    std::vector<int> row;
+    for (size_t x = 0; x < y[r].size(); ++x) {
+      row.push_back(y[r][x]);
+      row.push_back(cbcr[r][x]);
+    }
+    out.push_back(row);
+  }
+  return out;
+}
+
+::testing::AssertionResult SameRows(const Rows& expected, const Rows& actual) {
+  if (expected.size() != actual.size())
+    return ::testing::AssertionFailure()
+           << expected.size() << " rows expected, " << actual.size() << " read";
+  for (size_t y = 0; y < expected.size(); ++y)
+    for (size_t x = 0; x < expected[y].size(); ++x)
+      if (expected[y][x] != actual[y][x])
+        return ::testing::AssertionFailure()
+               << "at (" << x << ", " << y << "): expected " << expected[y][x]
+               << ", got " << actual[y][x];
+  return ::testing::AssertionSuccess();
+}
+
+// Widths around the 16- and 32-sample blocks of the chroma rows (32 and
+// 64 luma pixels), odd ones included; heights 8..20 and a few larger.
+const std::vector<int> kWidths = {2,   3,   4,   14,  16,  18,  30, 31, 32,
+                                  34,  46,  62,  63,  64,  66,  94, 96, 98,
+                                  126, 128, 130, 190, 192, 194, 258};
+std::vector<int> Heights() {
+  std::vector<int> h;
+  for (int i = 8; i <= 20; ++i) h.push_back(i);
+  for (int i : {31, 48, 66}) h.push_back(i);
+  return h;
+}
+
+// Layout variety per case: misalignment 0..31 and a row slack 0..37.
+int Misalign(int w, int h, int plane) {
+  return (w * 7 + h * 3 + plane * 5) % 32;
+}
+int Slack(int w, int h, int plane) { return (w + h * 11 + plane * 13) % 38; }
+
+// ---- 4:2:0 -> 4:2:2 four-tap members ----------------------------------------
+
+enum class Source { kPlanarCbCr, kPlanarCrCb, kInterleaved };
+
+// Source planes of a 4:2:0 image, planar or interleaved, with random data.
+struct Source420 {
+  Source420(Source kind, int w, int h, std::mt19937& rng)
+      : y(w, h, Slack(w, h, 0), Misalign(w, h, 0)),
+        c1(kind == Source::kInterleaved ? 2 * ((w + 1) / 2) : (w + 1) / 2,
+           (h + 1) / 2, Slack(w, h, 1), Misalign(w, h, 1)),
+        c2((w + 1) / 2, (h + 1) / 2, Slack(w, h, 2), Misalign(w, h, 2)) {
+    y.FillRandom(rng);
+    c1.FillRandom(rng);
+    c2.FillRandom(rng);
+  }
+  GuardedPlane y, c1, c2;
+};
+
+// Destination planes of a 4:2:2 (or 4:2:0) planar image.
+struct Dest3 {
+  Dest3(int w, int h, int chromaRows)
+      : y(w, h, Slack(w, h, 3), Misalign(w, h, 3)),
+        c1((w + 1) / 2, chromaRows, Slack(w, h, 4), Misalign(w, h, 4)),
+        c2((w + 1) / 2, chromaRows, Slack(w, h, 5), Misalign(w, h, 5)) {}
+  Kel8u* planes[3];
+  int steps[3];
+  void Bind() {
+    planes[0] = y.data(), planes[1] = c1.data(), planes[2] = c2.data();
+    steps[0] = y.step(), steps[1] = c1.step(), steps[2] = c2.step();
+  }
+  GuardedPlane y, c1, c2;
+};
+
+KelResult CallFourTap(Source kind, Source420& s, Dest3& d, KelImageSize roi) {
+  d.Bind();
+  if (kind == Source::kInterleaved)
+    return keliYCbCr420ToYCbCr422_Filter_8u_P2P3R(s.y.data(), s.y.step(),
+                                                  s.c1.data(), s.c1.step(),
+                                                  d.planes, d.steps, roi);
+  const Kel8u* src[3] = {s.y.data(), s.c1.data(), s.c2.data()};
+  const int steps[3] = {s.y.step(), s.c1.step(), s.c2.step()};
+  return kind == Source::kPlanarCbCr ? keliYCbCr420ToYCbCr422_Filter_8u_P3R(
+                                           src, steps, d.planes, d.steps, roi)
+                                     : keliYCrCb420ToYCbCr422_Filter_8u_P3R(
+                                           src, steps, d.planes, d.steps, roi);
+}
+
+// Converts a w x h region and checks every destination byte against the
+// model, and every byte around the processed region against its canary.
+void CheckFourTap(Source kind, Source420& s, int w, int h) {
+  SCOPED_TRACE(::testing::Message() << "size " << w << " x " << h);
+  const int wt = w & ~1, ht = kind == Source::kInterleaved ? h & ~7 : h & ~1;
+  const int cw = wt / 2, n = ht / 2;
+  Rows cb, cr;
+  if (kind == Source::kInterleaved) {
+    const Rows pairs = Read(s.c1, 2 * cw, n);
+    cb = Channel(pairs, 0, 2), cr = Channel(pairs, 1, 2);
+  } else {
+    cb = Read(kind == Source::kPlanarCbCr ? s.c1 : s.c2, cw, n);
+    cr = Read(kind == Source::kPlanarCbCr ? s.c2 : s.c1, cw, n);
+  }
+  ForEachDispatch([&] {
+    Dest3 d(w, h, h);
+    ASSERT_EQ(CallFourTap(kind, s, d, {w, h}), kelOk);
+    EXPECT_TRUE(SameRows(Read(s.y, wt, ht), Read(d.y, wt, ht)));
+    EXPECT_TRUE(SameRows(ModelFourTap(cb), Read(d.c1, cw, ht)));
+    EXPECT_TRUE(SameRows(ModelFourTap(cr), Read(d.c2, cw, ht)));
+    EXPECT_TRUE(d.y.CanaryIntactOutside(wt, ht));
+    EXPECT_TRUE(d.c1.CanaryIntactOutside(cw, ht));
+    EXPECT_TRUE(d.c2.CanaryIntactOutside(cw, ht));
+  });
+}
+
+class FourTap : public ::testing::TestWithParam<Source> {};
+
+TEST_P(FourTap, MatchesModelAtEveryWidthAndHeight) {
+  auto rng = kel::test::TestRng();
+  for (int h : Heights())
+    for (int w : kWidths) {
+      Source420 s(GetParam(), w, h, rng);
+      CheckFourTap(GetParam(), s, w, h);
+    }
+}
+
+TEST_P(FourTap, ClampsOvershootAtBothEnds) {
+  // Samples of 0 and 255 only: between two 0 rows with 255 outside the
+  // filter goes below 0, between two 255 rows with 0 outside above 255.
+  auto rng = kel::test::TestRng();
+  const int w = 130, h = 40;
+  Source420 s(GetParam(), w, h, rng);
+  for (GuardedPlane* p : {&s.c1, &s.c2})
+    for (int y = 0; y < p->rows(); ++y)
+      for (int x = 0; x < p->rowBytes(); ++x)
+        p->row(y)[x] = (rng() & 1) ? 255 : 0;
+  // Column 0 of the first chroma plane: rows 255 0 0 255 255 0 0 255 ...
+  for (int y = 0; y < s.c1.rows(); ++y)
+    s.c1.row(y)[0] = ((y + 1) & 2) ? 0 : 255;
+  ForEachDispatch([&] {
+    Dest3 d(w, h, h);
+    ASSERT_EQ(CallFourTap(GetParam(), s, d, {w, h}), kelOk);
+    GuardedPlane& first = GetParam() == Source::kPlanarCrCb ? d.c2 : d.c1;
+    // Output row 3 lies between source rows 1 and 2 (both 0) with 255
+    // rows outside: (0 - 510 + 8) >> 4 < 0.  Row 7: between two 255 rows
+    // with 0 outside: (4590 + 8) >> 4 = 287.
+    EXPECT_EQ(first.row(3)[0], 0);
+    EXPECT_EQ(first.row(7)[0], 255);
+  });
+  CheckFourTap(GetParam(), s, w, h);  // every extreme, through the model
+}
+
+TEST_P(FourTap, EdgeRowsRepeatTheNearestChromaRow) {
+  // Four chroma rows 10, 50, 90, 200 over a 64 x 8 region, worked by hand.
+  auto rng = kel::test::TestRng();
+  const int w = 64, h = 8;
+  Source420 s(GetParam(), w, h, rng);
+  const int values[4] = {10, 50, 90, 200};
+  for (GuardedPlane* p : {&s.c1, &s.c2})
+    for (int y = 0; y < 4; ++y)
+      std::fill_n(p->row(y), p->rowBytes(), values[y]);
+  ForEachDispatch([&] {
+    Dest3 d(w, h, h);
+    ASSERT_EQ(CallFourTap(GetParam(), s, d, {w, h}), kelOk);
+    // Rows 0 2 4 6 copy the source; row 1 uses C[-1] = C[0]:
+    // (9 (10 + 50) - 10 - 90 + 8) >> 4 = 28; row 3: (9 (50 + 90) - 10 - 200
+    // + 8) >> 4 = 66; row 5 uses C[4] = C[3]: (9 (90 + 200) - 50 - 200 + 8)
+    // >> 4 = 148; row 7 is (17 * 200 - 90 + 8) >> 4 = 207.
+    const int expected[8] = {10, 28, 50, 66, 90, 148, 200, 207};
+    for (GuardedPlane* p : {&d.c1, &d.c2})
+      for (int y = 0; y < 8; ++y)
+        for (int x = 0; x < w / 2; ++x)
+          ASSERT_EQ(p->row(y)[x], expected[y]) << "row " << y << " col " << x;
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(Members, FourTap,
+                         ::testing::Values(Source::kPlanarCbCr,
+                                           Source::kPlanarCrCb,
+                                           Source::kInterleaved));
+
+TEST(FourTapSize, InterleavedSourceTakesWholeGroupsOfEightRows) {
+  auto rng = kel::test::TestRng();
+  for (int h : {9, 15}) {
+    SCOPED_TRACE(h);
+    Source420 s(Source::kInterleaved, 32, h, rng);
+    ForEachDispatch([&] {
+      Dest3 d(32, h, h);
+      ASSERT_EQ(CallFourTap(Source::kInterleaved, s, d, {32, h}), kelOk);
+      EXPECT_TRUE(d.y.CanaryIntactOutside(32, 8));  // rows 8.. untouched
+      EXPECT_TRUE(d.c1.CanaryIntactOutside(16, 8));
+      EXPECT_TRUE(d.c2.CanaryIntactOutside(16, 8));
+    });
+  }
+  // Planar sources are only taken in row pairs: 9 rows give 8, 11 give 10.
+  Source420 s(Source::kPlanarCbCr, 32, 11, rng);
+  ForEachDispatch([&] {
+    Dest3 d(32, 11, 11);
+    ASSERT_EQ(CallFourTap(Source::kPlanarCbCr, s, d, {32, 11}), kelOk);
+    EXPECT_TRUE(d.y.CanaryIntactOutside(32, 10));
+    EXPECT_TRUE(d.c1.CanaryIntactOutside(16, 10));
+  });
+}
+
+TEST(FourTapSize, RejectsFewerThanEightRowsOrTwoColumns) {
+  auto rng = kel::test::TestRng();
+  for (Source kind :
+       {Source::kPlanarCbCr, Source::kPlanarCrCb, Source::kInterleaved}) {
+    Source420 s(kind, 32, 8, rng);
+    ForEachDispatch([&] {
+      for (KelImageSize roi : {KelImageSize{32, 7}, KelImageSize{1, 8},
+                               KelImageSize{0, 0}, KelImageSize{-2, 8}}) {
+        Dest3 d(32, 8, 8);
+        const auto y = d.y.Snapshot(), c1 = d.c1.Snapshot(),
+                   c2 = d.c2.Snapshot();
+        EXPECT_EQ(CallFourTap(kind, s, d, roi), kelErrSize);
+        EXPECT_TRUE(d.y.Unchanged(y) && d.c1.Unchanged(c1) &&
+                    d.c2.Unchanged(c2));
+      }
+    });
+  }
+}
+
+TEST(FourTapSize, EveryPointerIsCheckedBeforeTheSize) {
+  auto rng = kel::test::TestRng();
+  Source420 s(Source::kPlanarCbCr, 32, 8, rng);
+  Dest3 d(32, 8, 8);
+  d.Bind();
+  const auto snap = d.c1.Snapshot();
+  ForEachDispatch([&] {
+    for (KelImageSize roi : {KelImageSize{32, 8}, KelImageSize{0, 0}}) {
+      // Planar members: each array, each step array, each plane entry.
+      for (int which = 0; which < 10; ++which) {
+        const Kel8u* src[3] = {s.y.data(), s.c1.data(), s.c2.data()};
+        const int sSteps[3] = {s.y.step(), s.c1.step(), s.c2.step()};
+        Kel8u* dst[3] = {d.planes[0], d.planes[1], d.planes[2]};
+        const Kel8u* const* pSrc = src;
+        const int* pSrcStep = sSteps;
+        Kel8u* const* pDst = dst;
+        const int* pDstStep = d.steps;
+        if (which == 0) pSrc = nullptr;
+        if (which == 1) pSrcStep = nullptr;
+        if (which == 2) pDst = nullptr;
+        if (which == 3) pDstStep = nullptr;
+        if (which >= 4 && which < 7) src[which - 4] = nullptr;
+        if (which >= 7) dst[which - 7] = nullptr;
+        SCOPED_TRACE(which);
+        EXPECT_EQ(keliYCbCr420ToYCbCr422_Filter_8u_P3R(pSrc, pSrcStep, pDst,
+                                                       pDstStep, roi),
+                  kelErrNullPtr);
+        EXPECT_EQ(keliYCrCb420ToYCbCr422_Filter_8u_P3R(pSrc, pSrcStep, pDst,
+                                                       pDstStep, roi),
+                  kelErrNullPtr);
+      }
+      // Interleaved source members: luma, chroma, the arrays, each plane.
+      for (int which = 0; which < 7; ++which) {
+        Kel8u* dst[3] = {d.planes[0], d.planes[1], d.planes[2]};
+        const Kel8u* y = which == 0 ? nullptr : s.y.data();
+        const Kel8u* c = which == 1 ? nullptr : s.c1.data();
+        Kel8u* const* pDst = which == 2 ? nullptr : dst;
+        const int* pDstStep = which == 3 ? nullptr : d.steps;
+        if (which >= 4) dst[which - 4] = nullptr;
+        SCOPED_TRACE(which);
+        EXPECT_EQ(keliYCbCr420ToYCbCr422_Filter_8u_P2P3R(
+                      y, s.y.step(), c, s.c1.step(), pDst, pDstStep, roi),
+                  kelErrNullPtr);
+        EXPECT_EQ(keliYCbCr420ToYCrCb420_Filter_8u_P2P3R(
+                      y, s.y.step(), c, s.c1.step(), pDst, pDstStep, roi),
+                  kelErrNullPtr);
+      }
+    }
+  });
+  EXPECT_TRUE(d.y.CanaryIntactOutside(0, 0));
+  EXPECT_TRUE(d.c1.Unchanged(snap));
+  EXPECT_TRUE(d.c2.CanaryIntactOutside(0, 0));
+}
+
+// ---- 4:2:0 -> 4:2:0 YCrCb, smoothed ----------------------------------------
+
+TEST(Smoothed420, MatchesModelAtEveryWidthAndHeight) {
+  auto rng = kel::test::TestRng();
+  std::vector<int> heights = {2, 3, 4, 5, 6};
+  for (int h : Heights()) heights.push_back(h);
+  for (int h : heights)
+    for (int w : kWidths) {
+      SCOPED_TRACE(::testing::Message() << "size " << w << " x " << h);
+      const int wt = w & ~1, ht = h & ~1, cw = wt / 2, n = ht / 2;
+      Source420 s(Source::kInterleaved, w, h, rng);
+      const Rows pairs = Read(s.c1, wt, n);
+      ForEachDispatch([&] {
+        Dest3 d(w, h, (h + 1) / 2);
+        d.Bind();
+        ASSERT_EQ(keliYCbCr420ToYCrCb420_Filter_8u_P2P3R(
+                      s.y.data(), s.y.step(), s.c1.data(), s.c1.step(),
+                      d.planes, d.steps, {w, h}),
+                  kelOk);
+        EXPECT_TRUE(SameRows(Read(s.y, wt, ht), Read(d.y, wt, ht)));
+        // Cr goes to plane 1, Cb to plane 2.
+        EXPECT_TRUE(
+            SameRows(ModelSmoothed(Channel(pairs, 1, 2)), Read(d.c1, cw, n)));
+        EXPECT_TRUE(
+            SameRows(ModelSmoothed(Channel(pairs, 0, 2)), Read(d.c2, cw, n)));
+        EXPECT_TRUE(d.y.CanaryIntactOutside(wt, ht));
+        EXPECT_TRUE(d.c1.CanaryIntactOutside(cw, n));
+        EXPECT_TRUE(d.c2.CanaryIntactOutside(cw, n));
+      });
+    }
+}
+
+TEST(Smoothed420, RejectsRegionsBelowTwoByTwo) {
+  auto rng = kel::test::TestRng();
+  Source420 s(Source::kInterleaved, 8, 4, rng);
+  ForEachDispatch([&] {
+    for (KelImageSize roi : {KelImageSize{8, 1}, KelImageSize{1, 4}}) {
+      Dest3 d(8, 4, 2);
+      d.Bind();
+      const auto snap = d.y.Snapshot();
+      EXPECT_EQ(keliYCbCr420ToYCrCb420_Filter_8u_P2P3R(s.y.data(), s.y.step(),
+                                                       s.c1.data(), s.c1.step(),
+                                                       d.planes, d.steps, roi),
+                kelErrSize);
+      EXPECT_TRUE(d.y.Unchanged(snap));
+      EXPECT_TRUE(d.c1.CanaryIntactOutside(0, 0));
+      EXPECT_TRUE(d.c2.CanaryIntactOutside(0, 0));
+    }
+  });
+}
+
+// ---- 4:2:0 -> packed 4:2:2 with a slice position ----------------------------
+
+// A whole picture: luma and interleaved chroma planes with random data.
+struct Picture {
+  Picture(int w, int h, std::mt19937& rng)
+      : y(w, h, Slack(w, h, 6), Misalign(w, h, 6)),
+        c(w, h / 2, Slack(w, h, 7), Misalign(w, h, 7)) {
+    y.FillRandom(rng);
+    c.FillRandom(rng);
+  }
+  // The whole picture through the siting model.
+  Rows Expected() const {
+    const Rows pairs = Read(c, y.rowBytes(), c.rows());
+    const Rows cb = ModelSited(Channel(pairs, 0, 2));
+    const Rows cr = ModelSited(Channel(pairs, 1, 2));
+    Rows cbcr;
+    for (size_t r = 0; r < cb.size(); ++r) {
+      std::vector<int> row;
+      for (size_t x = 0; x < cb[r].size(); ++x) {
+        row.push_back(cb[r][x]);
+        row.push_back(cr[r][x]);
+      }
+      cbcr.push_back(row);
+    }
+    return Pack(Read(y, y.rowBytes(), y.rows()), cbcr);
+  }
+  GuardedPlane y, c;
+};
+
+// Converts rows [top, top + rows) of the picture as one slice into a
+// destination that has two context rows above and below the region, and
+// checks the region against rows of `expected`; nothing but the region may
+// change. `roiHeight` may exceed `rows` by one (an odd height is trimmed).
+void CheckSlice(const Picture& pic, const Rows& expected, int top, int rows,
+                int roiHeight, int position, std::mt19937& rng) {
+  SCOPED_TRACE(::testing::Message() << "slice of rows " << top << ".."
+                                    << top + rows << " position " << position);
+  const int w = pic.y.rowBytes();
+  GuardedPlane d(2 * w, roiHeight + 4, Slack(w, rows, 8), Misalign(w, top, 8));
+  d.FillRandom(rng);
+  const Rows before = Read(d, 2 * w, roiHeight + 4);
+  ASSERT_EQ(keliYCbCr420ToYCbCr422_Filter_8u_P2C2R(
+                pic.y.row(top), pic.y.step(), pic.c.row(top / 2), pic.c.step(),
+                d.row(2), d.step(), {w, roiHeight}, position),
+            kelOk);
+  const Rows after = Read(d, 2 * w, roiHeight + 4);
+  for (int r = 0; r < roiHeight + 4; ++r) {
+    const bool inRegion = r >= 2 && r < 2 + rows;
+    const auto& want = inRegion ? expected[top + r - 2] : before[r];
+    ASSERT_EQ(want, after[r]) << "destination row " << r - 2
+                              << (inRegion ? "" : " (outside the region)");
+  }
+  EXPECT_TRUE(d.CanaryIntactOutside(2 * w, roiHeight + 4));
+}
+
+TEST(SlicedPacked422, WholePictureMatchesSitingModel) {
+  auto rng = kel::test::TestRng();
+  std::vector<int> heights = {2, 4, 6};
+  for (int h : Heights()) heights.push_back(h & ~1);
+  for (int h : heights)
+    for (int w : kWidths) {
+      if (w & 1) continue;
+      SCOPED_TRACE(::testing::Message() << "size " << w << " x " << h);
+      Picture pic(w, h, rng);
+      const Rows expected = pic.Expected();
+      ForEachDispatch([&] {
+        for (int position : {21, 23, 31, -1})
+          CheckSlice(pic, expected, 0, h, h, position, rng);
+      });
+    }
+}
+
+TEST(SlicedPacked422, SlicesJoinIntoTheWholePicture) {
+  // Top, middle and bottom slices read the context rows their position
+  // allows and reproduce the whole picture's rows exactly.
+  auto rng = kel::test::TestRng();
+  for (int w : {2, 30, 32, 34, 64, 66, 98, 130}) {
+    const int h = 28;
+    Picture pic(w, h, rng);
+    const Rows expected = pic.Expected();
+    ForEachDispatch([&] {
+      CheckSlice(pic, expected, 0, 8, 8, kelSliceTop, rng);
+      CheckSlice(pic, expected, 0, 2, 2, kelSliceTop, rng);
+      CheckSlice(pic, expected, 8, 10, 10, kelSliceMiddle, rng);
+      CheckSlice(pic, expected, 18, 2, 2, kelSliceMiddle, rng);  // one row pair
+      CheckSlice(pic, expected, 4, 20, 21, kelSliceMiddle, rng);  // odd height
+      CheckSlice(pic, expected, 20, 8, 8, kelSliceBottom, rng);
+      CheckSlice(pic, expected, 26, 2, 2, kelSliceBottom, rng);
+    });
+  }
+}
+
+TEST(SlicedPacked422, EdgeRowsFollowTheSlicePosition) {
+  // One column of chroma rows 0, 100, 200 (and 40 above, 240 below the
+  // region) worked by hand: the first and last rows show which neighbours
+  // each position reads.
+  const int w = 2, h = 6;
+  GuardedPlane y(w, h + 4), c(w, h / 2 + 2);
+  y.Fill(7);
+  const int chroma[5] = {40, 0, 100, 200, 240};
+  for (int i = 0; i < 5; ++i) std::fill_n(c.row(i), w, chroma[i]);
+  struct Case {
+    int position, first, last;
+  };
+  // First row: (3 * 0 + above) >> 2; last row: (3 * 200 + below) >> 2.
+  const Case cases[] = {{kelSliceTop, 0, 210},
+                        {kelSliceMiddle, 10, 210},
+                        {kelSliceBottom, 10, 200},
+                        {kelSliceWhole, 0, 200}};
+  ForEachDispatch([&] {
+    for (const Case& k : cases) {
+      SCOPED_TRACE(k.position);
+      GuardedPlane d(2 * w, h);
+      ASSERT_EQ(keliYCbCr420ToYCbCr422_Filter_8u_P2C2R(
+                    y.row(2), y.step(), c.row(1), c.step(), d.data(), d.step(),
+                    {w, h}, k.position),
+                kelOk);
+      // Rows 1..4: 25, 75, 125, 175 whatever the position.
+      const int want[6] = {k.first, 25, 75, 125, 175, k.last};
+      for (int r = 0; r < h; ++r) {
+        EXPECT_EQ(d.row(r)[0], 7);
+        EXPECT_EQ(d.row(r)[1], want[r]) << "row " << r;
+        EXPECT_EQ(d.row(r)[3], want[r]) << "row " << r;
+      }
+    }
+  });
+}
+
+TEST(SlicedPacked422, OtherPositionsDoNothing) {
+  auto rng = kel::test::TestRng();
+  Picture pic(64, 8, rng);
+  ForEachDispatch([&] {
+    for (int position : {2, 0, 3, 5, 8, 17, 20, 32, 64, -2, -22}) {
+      SCOPED_TRACE(position);
+      GuardedPlane d(128, 8);
+      const auto snap = d.Snapshot();
+      EXPECT_EQ(keliYCbCr420ToYCbCr422_Filter_8u_P2C2R(
+                    pic.y.data(), pic.y.step(), pic.c.data(), pic.c.step(),
+                    d.data(), d.step(), {64, 8}, position),
+                kelOk);
+      EXPECT_TRUE(d.Unchanged(snap));
+    }
+  });
+}
+
+TEST(SlicedPacked422, ChecksPointersThenSizeBeforeThePosition) {
+  auto rng = kel::test::TestRng();
+  Picture pic(8, 4, rng);
+  GuardedPlane d(16, 4);
+  const auto snap = d.Snapshot();
+  ForEachDispatch([&] {
+    for (int position : {int{kelSliceWhole}, 2}) {
+      for (KelImageSize roi : {KelImageSize{8, 4}, KelImageSize{0, 0}}) {
+        EXPECT_EQ(keliYCbCr420ToYCbCr422_Filter_8u_P2C2R(
+                      nullptr, 8, pic.c.data(), 8, d.data(), 16, roi, position),
+                  kelErrNullPtr);
+        EXPECT_EQ(keliYCbCr420ToYCbCr422_Filter_8u_P2C2R(
+                      pic.y.data(), 8, nullptr, 8, d.data(), 16, roi, position),
+                  kelErrNullPtr);
+        EXPECT_EQ(
+            keliYCbCr420ToYCbCr422_Filter_8u_P2C2R(
+                pic.y.data(), 8, pic.c.data(), 8, nullptr, 16, roi, position),
+            kelErrNullPtr);
+      }
+      for (KelImageSize roi : {KelImageSize{1, 4}, KelImageSize{8, 1}})
+        EXPECT_EQ(keliYCbCr420ToYCbCr422_Filter_8u_P2C2R(
+                      pic.y.data(), pic.y.step(), pic.c.data(), pic.c.step(),
+                      d.data(), d.step(), roi, position),
+                  kelErrSize);
+    }
+  });
+  EXPECT_TRUE(d.Unchanged(snap));
+}
+
+}  // namespace
