@@ -1,0 +1,689 @@
+// Chroma movers: conversions between the 4:2:2, 4:2:0 and 4:1:1 sampling
+// formats, the YCbCr, YCrCb and CbYCr component orders, and the planar (P3),
+// semi-planar (P2) and packed (C2) layouts.
+//
+// Nothing is computed. Luma is copied; each chroma sample of the result is
+// one sample of the source, picked by the pair of sampling formats:
+//
+//   4:2:2 -> 4:2:0   result row i is source row 2i (odd rows dropped)
+//   4:2:0 -> 4:2:2   source row i goes to result rows 2i and 2i+1
+//   4:2:2 -> 4:1:1   result sample j is source sample 2j
+//   4:1:1 -> 4:2:2   source sample j goes to result samples 2j and 2j+1
+//   4:2:0 -> 4:1:1   sample 2k of row i goes to column k of row 2i, sample
+//                    2k+1 to column k of row 2i+1; 4:1:1 -> 4:2:0 undoes it
+//   same sampling    samples copied, only layout or order changes
+//
+// One template, Mover<From, To>, does every conversion; an export is one
+// line naming its two formats. Every chroma row is moved by MoveChroma from
+// a Reader (source layout + the rule above) to a Sink (destination layout).
+// The portable path runs the per-sample Get/Put loop, which is the
+// definition; the AVX2 path moves 32 result samples per step with the same
+// readers and sinks and writes the same bytes.
+//
+// Region sizes below a whole chroma block are rejected (-6); larger ones are
+// trimmed silently to whole blocks and the trimmed columns and rows are left
+// untouched. Steps are not checked.
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "frame/checks.h"
+#include "frame/isa.h"
+#include "frame/plane.h"
+#include "kelcc.h"
+#include "resample/sampling_layout.h"
+
+namespace kel::resample {
+
+enum class Sampling { k422, k420, k411 };
+enum class Layout { kP3, kP2, kC2 };
+
+// A YCbCr format as an export name spells it.
+struct Format {
+  Sampling sampling;
+  Layout layout;
+  Packing packing = Packing::kLumaFirst;  // C2 only
+  bool crFirst = false;  // P3: plane 1 is Cr; C2: C0 is Cr. P2 is always CbCr.
+};
+
+inline constexpr Format kYCbCr422P3{Sampling::k422, Layout::kP3};
+inline constexpr Format kYCrCb422P3{Sampling::k422, Layout::kP3,
+                                    Packing::kLumaFirst, true};
+inline constexpr Format kYCbCr422C2{Sampling::k422, Layout::kC2};
+inline constexpr Format kYCrCb422C2{Sampling::k422, Layout::kC2,
+                                    Packing::kLumaFirst, true};
+inline constexpr Format kCbYCr422C2{Sampling::k422, Layout::kC2,
+                                    Packing::kChromaFirst};
+inline constexpr Format kYCbCr420P3{Sampling::k420, Layout::kP3};
+inline constexpr Format kYCrCb420P3{Sampling::k420, Layout::kP3,
+                                    Packing::kLumaFirst, true};
+inline constexpr Format kYCbCr420P2{Sampling::k420, Layout::kP2};
+inline constexpr Format kYCbCr411P3{Sampling::k411, Layout::kP3};
+inline constexpr Format kYCbCr411P2{Sampling::k411, Layout::kP2};
+
+// Which source samples make a result chroma row.
+enum class Rule {
+  kCopy,  // sample j
+  kEven,  // sample 2j
+  kOdd,   // sample 2j + 1
+  kDup,   // sample j / 2
+  kZip,   // sample j / 2 of row a (j even) or of row b (j odd)
+};
+
+// A half-open byte range, for the overlap test of interleaving sinks.
+struct Span {
+  const uint8_t* lo;
+  const uint8_t* hi;
+  bool Meets(Span o) const { return lo < o.hi && o.lo < hi; }
+};
+inline Span SpanOf(const uint8_t* p, ptrdiff_t n) { return {p, p + n}; }
+
+// ---------------------------------------------------------------------------
+// Source chroma rows. At(k) gives sample k; Load32/Load16 give samples
+// k .. k+31 / k .. k+15; Span(m) is what m samples occupy.
+
+struct PlanarRow {
+  const uint8_t* cb;
+  const uint8_t* cr;
+
+  void At(int k, uint8_t& b, uint8_t& r) const {
+    b = cb[k];
+    r = cr[k];
+  }
+  bool Meets(Span s, int m) const {
+    return SpanOf(cb, m).Meets(s) || SpanOf(cr, m).Meets(s);
+  }
+  KEL_AVX2_INLINE void Load32(int k, __m256i& b, __m256i& r) const {
+    b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cb + k));
+    r = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cr + k));
+  }
+  KEL_AVX2_INLINE void Load16(int k, __m128i& b, __m128i& r) const {
+    b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(cb + k));
+    r = _mm_loadu_si128(reinterpret_cast<const __m128i*>(cr + k));
+  }
+};
+
+struct PairRow {
+  const uint8_t* p;  // Cb Cr Cb Cr ...
+
+  void At(int k, uint8_t& b, uint8_t& r) const {
+    b = p[2 * k];
+    r = p[2 * k + 1];
+  }
+  bool Meets(Span s, int m) const { return SpanOf(p, 2 * m).Meets(s); }
+  KEL_AVX2_INLINE void Load32(int k, __m256i& b, __m256i& r) const {
+    const uint8_t* q = p + 2 * k;
+    vec::Unzip8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(q)),
+                _mm256_loadu_si256(reinterpret_cast<const __m256i*>(q + 32)), b,
+                r);
+  }
+  KEL_AVX2_INLINE void Load16(int k, __m128i& b, __m128i& r) const {
+    vec::Unzip8Half(
+        _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 2 * k)), b, r);
+  }
+};
+
+template <Packing P, bool kCrFirst>
+struct PackedRow {
+  const uint8_t* p;  // 4 bytes per chroma sample
+
+  void At(int k, uint8_t& b, uint8_t& r) const {
+    const uint8_t c0 = p[4 * k + ChromaOffset(P)];
+    const uint8_t c1 = p[4 * k + ChromaOffset(P) + 2];
+    b = kCrFirst ? c1 : c0;
+    r = kCrFirst ? c0 : c1;
+  }
+  bool Meets(Span s, int m) const { return SpanOf(p, 4 * m).Meets(s); }
+  KEL_AVX2_INLINE void Load32(int k, __m256i& b, __m256i& r) const {
+    const auto* q = reinterpret_cast<const __m256i*>(p + 4 * k);
+    const __m256i v[4] = {_mm256_loadu_si256(q), _mm256_loadu_si256(q + 1),
+                          _mm256_loadu_si256(q + 2), _mm256_loadu_si256(q + 3)};
+    __m256i y0, y1, c0, c1;
+    vec::UnpackC2<P>(v, y0, y1, c0, c1);
+    b = kCrFirst ? c1 : c0;
+    r = kCrFirst ? c0 : c1;
+  }
+};
+
+// A source chroma row (two for kZip) read by one rule.
+template <Rule kRule, class Row>
+struct Reader {
+  Row a;
+  Row b = a;  // the odd-sample row of kZip
+
+  void Get(int j, uint8_t& cb, uint8_t& cr) const {
+    switch (kRule) {
+      case Rule::kCopy:
+        return a.At(j, cb, cr);
+      case Rule::kEven:
+        return a.At(2 * j, cb, cr);
+      case Rule::kOdd:
+        return a.At(2 * j + 1, cb, cr);
+      case Rule::kDup:
+        return a.At(j / 2, cb, cr);
+      case Rule::kZip:
+        return (j % 2 == 0 ? a : b).At(j / 2, cb, cr);
+    }
+  }
+
+  // Whether reading for n result samples touches `s`.
+  bool Meets(Span s, int n) const {
+    switch (kRule) {
+      case Rule::kCopy:
+        return a.Meets(s, n);
+      case Rule::kEven:
+      case Rule::kOdd:
+        return a.Meets(s, 2 * n);
+      case Rule::kDup:
+        return a.Meets(s, (n + 1) / 2);
+      case Rule::kZip:
+        return a.Meets(s, (n + 1) / 2) || b.Meets(s, (n + 1) / 2);
+    }
+    return true;
+  }
+
+  // Result samples j .. j+31; j is even for kDup and kZip.
+  KEL_AVX2_INLINE void Fetch(int j, __m256i& cb, __m256i& cr) const {
+    if constexpr (kRule == Rule::kCopy) {
+      a.Load32(j, cb, cr);
+    } else if constexpr (kRule == Rule::kEven || kRule == Rule::kOdd) {
+      __m256i b0, r0, b1, r1, even, odd;
+      a.Load32(2 * j, b0, r0);
+      a.Load32(2 * j + 32, b1, r1);
+      vec::Unzip8(b0, b1, even, odd);
+      cb = kRule == Rule::kEven ? even : odd;
+      vec::Unzip8(r0, r1, even, odd);
+      cr = kRule == Rule::kEven ? even : odd;
+    } else if constexpr (kRule == Rule::kDup) {
+      __m128i b0, r0;
+      a.Load16(j / 2, b0, r0);
+      cb = vec::Double8(b0);
+      cr = vec::Double8(r0);
+    } else {
+      __m128i b0, r0, b1, r1;
+      a.Load16(j / 2, b0, r0);
+      b.Load16(j / 2, b1, r1);
+      cb = vec::Zip8Half(b0, b1);
+      cr = vec::Zip8Half(r0, r1);
+    }
+  }
+};
+
+// ---------------------------------------------------------------------------
+// Destination chroma rows. Put(j) writes result sample j; Store32 writes
+// samples j .. j+31. Interleaving sinks report the bytes they write, and
+// the luma they read, for the overlap test.
+
+struct PlanarSink {
+  uint8_t* cb;
+  uint8_t* cr;
+  static constexpr bool kInterleaves = false;
+
+  void Put(int j, uint8_t b, uint8_t r) const {
+    cb[j] = b;
+    cr[j] = r;
+  }
+  template <class R>
+  bool Overlaps(const R&, int) const {
+    return false;
+  }
+  KEL_AVX2_INLINE void Store32(int j, __m256i b, __m256i r, bool) const {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(cb + j), b);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(cr + j), r);
+  }
+  bool CanStream() const { return false; }
+};
+
+struct PairSink {
+  uint8_t* p;
+  static constexpr bool kInterleaves = true;
+
+  void Put(int j, uint8_t b, uint8_t r) const {
+    p[2 * j] = b;
+    p[2 * j + 1] = r;
+  }
+  template <class R>
+  bool Overlaps(const R& reader, int n) const {
+    return reader.Meets(SpanOf(p, 2 * n), n);
+  }
+  KEL_AVX2_INLINE void Store32(int j, __m256i b, __m256i r, bool) const {
+    __m256i lo, hi;
+    vec::Zip8(b, r, lo, hi);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 2 * j), lo);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 2 * j + 32), hi);
+  }
+  bool CanStream() const { return false; }
+};
+
+// Packed 4:2:2 destination: each chroma sample j joins luma 2j and 2j+1.
+template <Packing P, bool kCrFirst>
+struct PackedSink {
+  const uint8_t* y;
+  uint8_t* d;
+  static constexpr bool kInterleaves = true;
+
+  void Put(int j, uint8_t b, uint8_t r) const {
+    const uint8_t y0 = y[2 * j], y1 = y[2 * j + 1];
+    uint8_t* g = d + 4 * j;
+    g[LumaOffset(P)] = y0;
+    g[ChromaOffset(P)] = kCrFirst ? r : b;
+    g[LumaOffset(P) + 2] = y1;
+    g[ChromaOffset(P) + 2] = kCrFirst ? b : r;
+  }
+  template <class R>
+  bool Overlaps(const R& reader, int n) const {
+    const Span out = SpanOf(d, 4 * n);
+    return out.Meets(SpanOf(y, 2 * n)) || reader.Meets(out, n);
+  }
+  // With `stream`, the four stores bypass the caches (d + 4j must then be
+  // 32-byte aligned).
+  KEL_AVX2_INLINE void Store32(int j, __m256i b, __m256i r, bool stream) const {
+    const auto* ly = reinterpret_cast<const __m256i*>(y + 2 * j);
+    __m256i v[4];
+    vec::PackC2<P>(_mm256_loadu_si256(ly), _mm256_loadu_si256(ly + 1),
+                   kCrFirst ? r : b, kCrFirst ? b : r, v);
+    auto* q = reinterpret_cast<__m256i*>(d + 4 * j);
+    for (int i = 0; i < 4; ++i) {
+      if (stream)
+        _mm256_stream_si256(q + i, v[i]);
+      else
+        _mm256_storeu_si256(q + i, v[i]);
+    }
+  }
+  bool CanStream() const { return reinterpret_cast<uintptr_t>(d) % 32 == 0; }
+};
+
+// ---------------------------------------------------------------------------
+// Row kernels.
+
+template <class Reader, class Sink>
+void MoveChromaScalar(const Reader& r, const Sink& s, int j, int n) {
+  for (; j < n; ++j) {
+    uint8_t cb, cr;
+    r.Get(j, cb, cr);
+    s.Put(j, cb, cr);
+  }
+}
+
+// 32 result samples per step; a row that does not end on a step boundary
+// ends with one step that overlaps the previous one, rows shorter than one
+// step are done sample by sample.
+template <class Reader, class Sink>
+KEL_AVX2 void MoveChromaAvx2(const Reader& r, const Sink& s, int n,
+                             bool stream) {
+  if (n < 32) return MoveChromaScalar(r, s, 0, n);
+  stream = stream && s.CanStream();
+  int j = 0;
+  __m256i cb, cr;
+  for (; j + 32 <= n; j += 32) {
+    r.Fetch(j, cb, cr);
+    s.Store32(j, cb, cr, stream);
+  }
+  if (j < n) {
+    r.Fetch(n - 32, cb, cr);
+    s.Store32(n - 32, cb, cr, false);
+  }
+  if (stream) _mm_sfence();
+}
+
+// Moves n result chroma samples of one row. Interleaving sinks whose bytes
+// meet the bytes they read take the sample loop, which defines what such a
+// call writes.
+template <class Isa, class Reader, class Sink>
+void MoveChroma(const Reader& r, const Sink& s, int n, bool stream) {
+  if constexpr (kIsAvx2<Isa>) {
+    if (!(Sink::kInterleaves && s.Overlaps(r, n)))
+      return MoveChromaAvx2(r, s, n, stream);
+  }
+  MoveChromaScalar(r, s, 0, n);
+}
+
+// Luma of a packed row: w pixels to w bytes.
+template <Packing P>
+void UnpackLumaScalar(const uint8_t* src, uint8_t* dst, int x, int w) {
+  for (; x < w; ++x) dst[x] = src[2 * x + LumaOffset(P)];
+}
+
+template <Packing P>
+KEL_AVX2_INLINE void UnpackLuma32(const uint8_t* src, uint8_t* dst) {
+  const auto* q = reinterpret_cast<const __m256i*>(src);
+  _mm256_storeu_si256(
+      reinterpret_cast<__m256i*>(dst),
+      vec::LumaOfC2<P>(_mm256_loadu_si256(q), _mm256_loadu_si256(q + 1)));
+}
+
+template <Packing P>
+KEL_AVX2 void UnpackLumaAvx2(const uint8_t* src, uint8_t* dst, int w) {
+  if (w < 32) return UnpackLumaScalar<P>(src, dst, 0, w);
+  int x = 0;
+  for (; x + 32 <= w; x += 32) UnpackLuma32<P>(src + 2 * x, dst + x);
+  if (x < w) UnpackLuma32<P>(src + 2 * (w - 32), dst + w - 32);
+}
+
+template <class Isa, Packing P>
+void UnpackLuma(const uint8_t* src, uint8_t* dst, int w) {
+  if constexpr (kIsAvx2<Isa>)
+    UnpackLumaAvx2<P>(src, dst, w);
+  else
+    UnpackLumaScalar<P>(src, dst, 0, w);
+}
+
+// Packed to packed: the 4 bytes of each group rearranged. Source byte
+// kGroupFrom[i] goes to destination byte i.
+template <Format F, Format T>
+struct Regroup {
+  static constexpr int Y(Format f, int i) {
+    return LumaOffset(f.packing) + 2 * i;
+  }
+  static constexpr int Cb(Format f) {
+    return ChromaOffset(f.packing) + (f.crFirst ? 2 : 0);
+  }
+  static constexpr int Cr(Format f) {
+    return ChromaOffset(f.packing) + (f.crFirst ? 0 : 2);
+  }
+  static constexpr int From(int i) {
+    return i == Y(T, 0)   ? Y(F, 0)
+           : i == Y(T, 1) ? Y(F, 1)
+           : i == Cb(T)   ? Cb(F)
+                          : Cr(F);
+  }
+
+  // Groups g .. n-1. Each group is read whole before it is written, so a
+  // call with the same source and destination works in place.
+  static void Scalar(const uint8_t* src, uint8_t* dst, int g, int n) {
+    for (; g < n; ++g) {
+      const uint8_t s[4] = {src[4 * g], src[4 * g + 1], src[4 * g + 2],
+                            src[4 * g + 3]};
+      for (int i = 0; i < 4; ++i) dst[4 * g + i] = s[From(i)];
+    }
+  }
+
+  static KEL_AVX2 void Avx2(const uint8_t* src, uint8_t* dst, int n,
+                            bool stream) {
+    const __m256i order = _mm256_setr_epi8(
+        From(0), From(1), From(2), From(3), 4 + From(0), 4 + From(1),
+        4 + From(2), 4 + From(3), 8 + From(0), 8 + From(1), 8 + From(2),
+        8 + From(3), 12 + From(0), 12 + From(1), 12 + From(2), 12 + From(3),
+        From(0), From(1), From(2), From(3), 4 + From(0), 4 + From(1),
+        4 + From(2), 4 + From(3), 8 + From(0), 8 + From(1), 8 + From(2),
+        8 + From(3), 12 + From(0), 12 + From(1), 12 + From(2), 12 + From(3));
+    stream = stream && reinterpret_cast<uintptr_t>(dst) % 32 == 0;
+    int g = 0;
+    for (; g + 8 <= n; g += 8) {
+      const __m256i v = _mm256_shuffle_epi8(
+          _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 4 * g)),
+          order);
+      auto* q = reinterpret_cast<__m256i*>(dst + 4 * g);
+      if (stream)
+        _mm256_stream_si256(q, v);
+      else
+        _mm256_storeu_si256(q, v);
+    }
+    if (stream) _mm_sfence();
+    Scalar(src, dst, g, n);
+  }
+
+  // n groups. Rows that overlap without being the same row go group by
+  // group, as the portable path does.
+  template <class Isa>
+  static void Row(const uint8_t* src, uint8_t* dst, int n, bool stream) {
+    if constexpr (kIsAvx2<Isa>) {
+      if (src == dst || !SpanOf(src, 4 * n).Meets(SpanOf(dst, 4 * n)))
+        return Avx2(src, dst, n, stream);
+    }
+    Scalar(src, dst, 0, n);
+  }
+};
+
+// ---------------------------------------------------------------------------
+// Images and the conversion.
+
+// The planes of one image: Y, then chroma (P3: planes 1 and 2 in name
+// order; P2: the CbCr plane), or the single packed plane.
+template <class T>
+struct Planes {
+  T* p[3];
+  int step[3];
+
+  T* Row(int plane, int y) const {
+    return p[plane] + static_cast<ptrdiff_t>(y) * step[plane];
+  }
+};
+
+template <Format F>
+auto SourceRow(const Planes<const uint8_t>& src, int y) {
+  if constexpr (F.layout == Layout::kP3) {
+    const uint8_t* c1 = src.Row(1, y);
+    const uint8_t* c2 = src.Row(2, y);
+    return F.crFirst ? PlanarRow{c2, c1} : PlanarRow{c1, c2};
+  } else if constexpr (F.layout == Layout::kP2) {
+    return PairRow{src.Row(1, y)};
+  } else {
+    return PackedRow<F.packing, F.crFirst>{src.Row(0, y)};
+  }
+}
+
+template <Format T>
+auto SinkRow(const Planes<const uint8_t>& src, const Planes<uint8_t>& dst,
+             int y) {
+  if constexpr (T.layout == Layout::kP3) {
+    uint8_t* c1 = dst.Row(1, y);
+    uint8_t* c2 = dst.Row(2, y);
+    return T.crFirst ? PlanarSink{c2, c1} : PlanarSink{c1, c2};
+  } else if constexpr (T.layout == Layout::kP2) {
+    return PairSink{dst.Row(1, y)};
+  } else {
+    // Packed results are 4:2:2: chroma row y joins source luma row y.
+    return PackedSink<T.packing, T.crFirst>{src.Row(0, y), dst.Row(0, y)};
+  }
+}
+
+constexpr bool Has(Format f, Format t, Sampling s) {
+  return f.sampling == s || t.sampling == s;
+}
+
+// `kStreamAbove` > 0: when w x h of the region exceeds it, luma rows (and
+// packed results) are written with streaming stores.
+template <Format F, Format T, int64_t kStreamAbove = 0>
+struct Mover {
+  static_assert(F.layout != Layout::kC2 || F.sampling == Sampling::k422);
+  static_assert(T.layout != Layout::kC2 || T.sampling == Sampling::k422);
+
+  static constexpr bool k411 = Has(F, T, Sampling::k411);
+  static constexpr bool k420 = Has(F, T, Sampling::k420);
+  static constexpr int kMinWidth = k411 ? 4 : 2;
+  static constexpr int kMinHeight = k420 ? 2 : 1;
+
+  template <class Isa>
+  static KelResult Convert(const Planes<const uint8_t>& src,
+                           const Planes<uint8_t>& dst, KelImageSize roi) {
+    const int w = roi.width & ~(kMinWidth - 1);
+    const int h = roi.height & ~(kMinHeight - 1);
+    const bool stream =
+        kStreamAbove > 0 &&
+        static_cast<int64_t>(roi.width) * roi.height > kStreamAbove;
+
+    if constexpr (F.layout == Layout::kC2 && T.layout == Layout::kC2) {
+      for (int y = 0; y < h; ++y)
+        Regroup<F, T>::template Row<Isa>(src.Row(0, y), dst.Row(0, y), w / 2,
+                                         stream);
+    } else {
+      // Rows go in units of one chroma block height, luma first.
+      const int n = T.sampling == Sampling::k411 ? w / 4 : w / 2;
+      for (int y = 0; y < h; y += kMinHeight) {
+        if constexpr (T.layout != Layout::kC2) {
+          for (int i = y; i < y + kMinHeight; ++i) {
+            if constexpr (F.layout == Layout::kC2)
+              UnpackLuma<Isa, F.packing>(src.Row(0, i), dst.Row(0, i), w);
+            else
+              frame::RowCopy<Isa>(src.Row(0, i), dst.Row(0, i),
+                                  static_cast<uint32_t>(w), stream);
+          }
+        }
+        ChromaUnit<Isa>(src, dst, y, n, stream);
+      }
+    }
+    return kelOk;
+  }
+
+  // The result chroma rows of the unit of luma rows starting at y.
+  template <class Isa>
+  static void ChromaUnit(const Planes<const uint8_t>& src,
+                         const Planes<uint8_t>& dst, int y, int n,
+                         bool stream) {
+    constexpr Sampling a = F.sampling, b = T.sampling;
+    auto move = [&](auto reader, int outRow) {
+      MoveChroma<Isa>(reader, SinkRow<T>(src, dst, outRow), n, stream);
+    };
+    using Row = decltype(SourceRow<F>(src, 0));
+    if constexpr (a == Sampling::k422 && b == Sampling::k420) {
+      move(Reader<Rule::kCopy, Row>{SourceRow<F>(src, y)}, y / 2);
+    } else if constexpr (a == Sampling::k420 && b == Sampling::k422) {
+      const Reader<Rule::kCopy, Row> r{SourceRow<F>(src, y / 2)};
+      move(r, y);
+      move(r, y + 1);
+    } else if constexpr (a == Sampling::k422 && b == Sampling::k411) {
+      move(Reader<Rule::kEven, Row>{SourceRow<F>(src, y)}, y);
+    } else if constexpr (a == Sampling::k411 && b == Sampling::k422) {
+      move(Reader<Rule::kDup, Row>{SourceRow<F>(src, y)}, y);
+    } else if constexpr (a == Sampling::k420 && b == Sampling::k411) {
+      const Row row = SourceRow<F>(src, y / 2);
+      move(Reader<Rule::kEven, Row>{row}, y);
+      move(Reader<Rule::kOdd, Row>{row}, y + 1);
+    } else if constexpr (a == Sampling::k411 && b == Sampling::k420) {
+      move(Reader<Rule::kZip, Row>{SourceRow<F>(src, y),
+                                   SourceRow<F>(src, y + 1)},
+           y / 2);
+    } else {
+      static_assert(a == b);
+      const int row = a == Sampling::k420 ? y / 2 : y;
+      move(Reader<Rule::kCopy, Row>{SourceRow<F>(src, row)}, row);
+    }
+  }
+
+  // The exported signatures, one per pair of layouts. Every pointer,
+  // the step arrays and the plane pointers included, is checked before the
+  // region size.
+  template <class Isa>
+  static KelResult Run(const Kel8u* const pSrc[3], const int srcStep[3],
+                       Kel8u* const pDst[3], const int dstStep[3],
+                       KelImageSize roi) requires(F.layout == Layout::kP3 &&
+                                                  T.layout == Layout::kP3) {
+    ArgCheck c;
+    c.NotNull(pSrc, srcStep, pDst, dstStep)
+        .Planes(pSrc, 3)
+        .Planes(pDst, 3)
+        .MinSize(roi, kMinWidth, kMinHeight);
+    if (c.Failed()) return c.Result();
+    return Convert<Isa>(
+        {{pSrc[0], pSrc[1], pSrc[2]}, {srcStep[0], srcStep[1], srcStep[2]}},
+        {{pDst[0], pDst[1], pDst[2]}, {dstStep[0], dstStep[1], dstStep[2]}},
+        roi);
+  }
+
+  template <class Isa>
+  static KelResult Run(const Kel8u* const pSrc[3], const int srcStep[3],
+                       Kel8u* pDstY, int dstYStep, Kel8u* pDstCbCr,
+                       int dstCbCrStep,
+                       KelImageSize roi) requires(F.layout == Layout::kP3 &&
+                                                  T.layout == Layout::kP2) {
+    ArgCheck c;
+    c.NotNull(pSrc, srcStep, pDstY, pDstCbCr)
+        .Planes(pSrc, 3)
+        .MinSize(roi, kMinWidth, kMinHeight);
+    if (c.Failed()) return c.Result();
+    return Convert<Isa>(
+        {{pSrc[0], pSrc[1], pSrc[2]}, {srcStep[0], srcStep[1], srcStep[2]}},
+        {{pDstY, pDstCbCr, nullptr}, {dstYStep, dstCbCrStep, 0}}, roi);
+  }
+
+  template <class Isa>
+  static KelResult Run(const Kel8u* const pSrc[3], const int srcStep[3],
+                       Kel8u* pDst, int dstStep,
+                       KelImageSize roi) requires(F.layout == Layout::kP3 &&
+                                                  T.layout == Layout::kC2) {
+    ArgCheck c;
+    c.NotNull(pSrc, srcStep, pDst)
+        .Planes(pSrc, 3)
+        .MinSize(roi, kMinWidth, kMinHeight);
+    if (c.Failed()) return c.Result();
+    return Convert<Isa>(
+        {{pSrc[0], pSrc[1], pSrc[2]}, {srcStep[0], srcStep[1], srcStep[2]}},
+        {{pDst, nullptr, nullptr}, {dstStep, 0, 0}}, roi);
+  }
+
+  template <class Isa>
+  static KelResult Run(const Kel8u* pSrcY, int srcYStep, const Kel8u* pSrcCbCr,
+                       int srcCbCrStep, Kel8u* const pDst[3],
+                       const int dstStep[3],
+                       KelImageSize roi) requires(F.layout == Layout::kP2 &&
+                                                  T.layout == Layout::kP3) {
+    ArgCheck c;
+    c.NotNull(pSrcY, pSrcCbCr, pDst, dstStep)
+        .Planes(pDst, 3)
+        .MinSize(roi, kMinWidth, kMinHeight);
+    if (c.Failed()) return c.Result();
+    return Convert<Isa>(
+        {{pSrcY, pSrcCbCr, nullptr}, {srcYStep, srcCbCrStep, 0}},
+        {{pDst[0], pDst[1], pDst[2]}, {dstStep[0], dstStep[1], dstStep[2]}},
+        roi);
+  }
+
+  template <class Isa>
+  static KelResult Run(const Kel8u* pSrcY, int srcYStep, const Kel8u* pSrcCbCr,
+                       int srcCbCrStep, Kel8u* pDst, int dstStep,
+                       KelImageSize roi) requires(F.layout == Layout::kP2 &&
+                                                  T.layout == Layout::kC2) {
+    ArgCheck c;
+    c.NotNull(pSrcY, pSrcCbCr, pDst).MinSize(roi, kMinWidth, kMinHeight);
+    if (c.Failed()) return c.Result();
+    return Convert<Isa>(
+        {{pSrcY, pSrcCbCr, nullptr}, {srcYStep, srcCbCrStep, 0}},
+        {{pDst, nullptr, nullptr}, {dstStep, 0, 0}}, roi);
+  }
+
+  template <class Isa>
+  static KelResult Run(const Kel8u* pSrc, int srcStep, Kel8u* const pDst[3],
+                       const int dstStep[3],
+                       KelImageSize roi) requires(F.layout == Layout::kC2 &&
+                                                  T.layout == Layout::kP3) {
+    ArgCheck c;
+    c.NotNull(pSrc, pDst, dstStep)
+        .Planes(pDst, 3)
+        .MinSize(roi, kMinWidth, kMinHeight);
+    if (c.Failed()) return c.Result();
+    return Convert<Isa>(
+        {{pSrc, nullptr, nullptr}, {srcStep, 0, 0}},
+        {{pDst[0], pDst[1], pDst[2]}, {dstStep[0], dstStep[1], dstStep[2]}},
+        roi);
+  }
+
+  template <class Isa>
+  static KelResult Run(const Kel8u* pSrc, int srcStep, Kel8u* pDstY,
+                       int dstYStep, Kel8u* pDstCbCr, int dstCbCrStep,
+                       KelImageSize roi) requires(F.layout == Layout::kC2 &&
+                                                  T.layout == Layout::kP2) {
+    ArgCheck c;
+    c.NotNull(pSrc, pDstY, pDstCbCr).MinSize(roi, kMinWidth, kMinHeight);
+    if (c.Failed()) return c.Result();
+    return Convert<Isa>(
+        {{pSrc, nullptr, nullptr}, {srcStep, 0, 0}},
+        {{pDstY, pDstCbCr, nullptr}, {dstYStep, dstCbCrStep, 0}}, roi);
+  }
+
+  template <class Isa>
+  static KelResult Run(const Kel8u* pSrc, int srcStep, Kel8u* pDst, int dstStep,
+                       KelImageSize roi) requires(F.layout == Layout::kC2 &&
+                                                  T.layout == Layout::kC2) {
+    ArgCheck c;
+    c.NotNull(pSrc, pDst).MinSize(roi, kMinWidth, kMinHeight);
+    if (c.Failed()) return c.Result();
+    return Convert<Isa>({{pSrc, nullptr, nullptr}, {srcStep, 0, 0}},
+                        {{pDst, nullptr, nullptr}, {dstStep, 0, 0}}, roi);
+  }
+};
+
+}  // namespace kel::resample

@@ -1,0 +1,119 @@
+// Byte layouts of YCbCr rows and the vector helpers that pack and unpack
+// them.
+//
+// A packed 4:2:2 row (C2) carries two pixels in every 4 bytes. Two byte
+// orders exist: luma first (Y0 C0 Y1 C1) and chroma first (C0 Y0 C1 Y1),
+// where C0 and C1 are Cb and Cr, or Cr and Cb for the Cr-first orders. A
+// semi-planar chroma row (P2) alternates Cb and Cr.
+//
+// The vector helpers are KEL_AVX2_INLINE: call them only from KEL_AVX2 code.
+// Each works on whole vectors and keeps bytes in memory order, so a kernel
+// built from them writes what the obvious byte loop writes.
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstdint>
+
+#include "frame/isa.h"
+
+namespace kel::resample {
+
+// Byte order of a packed 4:2:2 group.
+enum class Packing {
+  kLumaFirst,    // Y0 C0 Y1 C1
+  kChromaFirst,  // C0 Y0 C1 Y1
+};
+
+// Offsets of Y0 and C0 within a group; Y1 and C1 follow 2 bytes later.
+constexpr int LumaOffset(Packing p) { return p == Packing::kLumaFirst ? 0 : 1; }
+constexpr int ChromaOffset(Packing p) {
+  return p == Packing::kLumaFirst ? 1 : 0;
+}
+
+namespace vec {
+
+// Interleaves the bytes of a and b: lo = a0 b0 a1 b1 ... a15 b15,
+// hi = a16 b16 ... a31 b31.
+KEL_AVX2_INLINE void Zip8(__m256i a, __m256i b, __m256i& lo, __m256i& hi) {
+  const __m256i l = _mm256_unpacklo_epi8(a, b);
+  const __m256i h = _mm256_unpackhi_epi8(a, b);
+  lo = _mm256_permute2x128_si256(l, h, 0x20);
+  hi = _mm256_permute2x128_si256(l, h, 0x31);
+}
+
+// Splits the 64 bytes v0, v1 into their even-indexed and odd-indexed bytes.
+KEL_AVX2_INLINE void Unzip8(__m256i v0, __m256i v1, __m256i& even,
+                            __m256i& odd) {
+  const __m256i split =
+      _mm256_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, 1, 3, 5, 7, 9, 11, 13, 15, 0,
+                       2, 4, 6, 8, 10, 12, 14, 1, 3, 5, 7, 9, 11, 13, 15);
+  // Per 128-bit lane: eight even bytes, then eight odd bytes.
+  const __m256i a = _mm256_shuffle_epi8(v0, split);
+  const __m256i b = _mm256_shuffle_epi8(v1, split);
+  even = _mm256_permute4x64_epi64(_mm256_unpacklo_epi64(a, b), 0xD8);
+  odd = _mm256_permute4x64_epi64(_mm256_unpackhi_epi64(a, b), 0xD8);
+}
+
+// Interleaves two 16-byte halves: a0 b0 a1 b1 ... a15 b15.
+KEL_AVX2_INLINE __m256i Zip8Half(__m128i a, __m128i b) {
+  return _mm256_or_si256(_mm256_cvtepu8_epi16(a),
+                         _mm256_slli_epi16(_mm256_cvtepu8_epi16(b), 8));
+}
+
+// Each of 16 bytes twice: a0 a0 a1 a1 ... a15 a15.
+KEL_AVX2_INLINE __m256i Double8(__m128i a) { return Zip8Half(a, a); }
+
+// Splits 32 bytes of alternating samples into 16 even and 16 odd ones.
+KEL_AVX2_INLINE void Unzip8Half(__m256i v, __m128i& even, __m128i& odd) {
+  const __m256i split =
+      _mm256_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, 1, 3, 5, 7, 9, 11, 13, 15, 0,
+                       2, 4, 6, 8, 10, 12, 14, 1, 3, 5, 7, 9, 11, 13, 15);
+  const __m256i s =
+      _mm256_permute4x64_epi64(_mm256_shuffle_epi8(v, split), 0xD8);
+  even = _mm256_castsi256_si128(s);
+  odd = _mm256_extracti128_si256(s, 1);
+}
+
+// 64 packed pixels (128 bytes in v[0..3]) to 64 luma bytes (y0, y1) and
+// 32 samples of each chroma byte position (c0, c1).
+template <Packing P>
+KEL_AVX2_INLINE void UnpackC2(const __m256i v[4], __m256i& y0, __m256i& y1,
+                              __m256i& c0, __m256i& c1) {
+  __m256i a, b;
+  if constexpr (P == Packing::kLumaFirst) {
+    Unzip8(v[0], v[1], y0, a);
+    Unzip8(v[2], v[3], y1, b);
+  } else {
+    Unzip8(v[0], v[1], a, y0);
+    Unzip8(v[2], v[3], b, y1);
+  }
+  Unzip8(a, b, c0, c1);
+}
+
+// 64 luma bytes of a packed row (128 bytes in v0, v1).
+template <Packing P>
+KEL_AVX2_INLINE __m256i LumaOfC2(__m256i v0, __m256i v1) {
+  __m256i even, odd;
+  Unzip8(v0, v1, even, odd);
+  return P == Packing::kLumaFirst ? even : odd;
+}
+
+// The inverse of UnpackC2: 64 luma bytes and 32 samples of each chroma
+// position to 64 packed pixels in v[0..3].
+template <Packing P>
+KEL_AVX2_INLINE void PackC2(__m256i y0, __m256i y1, __m256i c0, __m256i c1,
+                            __m256i v[4]) {
+  __m256i a, b;
+  Zip8(c0, c1, a, b);
+  if constexpr (P == Packing::kLumaFirst) {
+    Zip8(y0, a, v[0], v[1]);
+    Zip8(y1, b, v[2], v[3]);
+  } else {
+    Zip8(a, y0, v[0], v[1]);
+    Zip8(b, y1, v[2], v[3]);
+  }
+}
+
+}  // namespace vec
+}  // namespace kel::resample

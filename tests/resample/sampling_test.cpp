@@ -1,0 +1,666 @@
+// The sampling, order and layout conversions of YCbCr images, checked
+// against a model that decodes the source into luma and chroma arrays,
+// resamples the chroma sample by sample and encodes the destination.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "frame/dispatch.h"
+#include "kelcc.h"
+#include "support/dispatch_modes.h"
+#include "support/image.h"
+
+// Test programs take the library's objects from an archive, where weak
+// slot references pull nothing in; this strong one brings in the family.
+extern "C" const kel::frame::ExportImpl kel_impl_keliYCbCr420_8u_P3P2R;
+
+namespace {
+
+using kel::test::ForEachDispatch;
+using kel::test::GuardedPlane;
+using kel::test::SameBytes;
+
+// ---------------------------------------------------------------------------
+// Formats as the model sees them.
+
+struct Fmt {
+  int sampling;       // 422, 420 or 411
+  char layout;        // '3' planar, '2' luma + CbCr, 'C' packed
+  const char* order;  // '3': planes 1, 2 ("BR"/"RB"); 'C': bytes of a group
+};
+
+constexpr Fmt kYCbCr422P3{422, '3', "BR"}, kYCrCb422P3{422, '3', "RB"},
+    kYCbCr422{422, 'C', "YBYR"}, kYCrCb422{422, 'C', "YRYB"},
+    kCbYCr422{422, 'C', "BYRY"}, kYCbCr420P3{420, '3', "BR"},
+    kYCrCb420P3{420, '3', "RB"}, kYCbCr420P2{420, '2', "BR"},
+    kYCbCr411P3{411, '3', "BR"}, kYCbCr411P2{411, '2', "BR"};
+
+int Ceil(int a, int b) { return (a + b - 1) / b; }
+
+// Chroma columns and rows of a w x h image (partial blocks counted).
+int ChromaCols(const Fmt& f, int w) {
+  return Ceil(w, f.sampling == 411 ? 4 : 2);
+}
+int ChromaRows(const Fmt& f, int h) {
+  return f.sampling == 420 ? Ceil(h, 2) : h;
+}
+
+// Bytes per row and rows of each plane.
+std::vector<std::pair<int, int>> PlaneShapes(const Fmt& f, int w, int h) {
+  const int cw = ChromaCols(f, w), ch = ChromaRows(f, h);
+  switch (f.layout) {
+    case '3':
+      return {{w, h}, {cw, ch}, {cw, ch}};
+    case '2':
+      return {{w, h}, {2 * cw, ch}};
+    default:
+      return {{2 * w, h}};
+  }
+}
+
+// An image in one of the formats, every plane guarded.
+struct Image {
+  std::vector<GuardedPlane> planes;
+
+  Image(const Fmt& f, int w, int h, int slack = 0, int misalign = 0) {
+    int i = 0;
+    for (auto [bytes, rows] : PlaneShapes(f, w, h))
+      planes.emplace_back(bytes, rows, slack + 3 * i, misalign + 5 * i), ++i;
+  }
+  void FillRandom(std::mt19937& rng) {
+    for (GuardedPlane& p : planes) {
+      p.FillRandom(rng);
+      // The extremes, on purpose.
+      for (int y = 0; y < p.rows(); ++y) {
+        p.row(y)[0] = 0;
+        p.row(y)[p.rowBytes() - 1] = 255;
+      }
+    }
+  }
+};
+
+// Luma and chroma arrays of an image, chroma at its own sampling.
+struct Samples {
+  int w = 0, h = 0, cw = 0, ch = 0;
+  std::vector<uint8_t> y, cb, cr;
+
+  uint8_t& Y(int r, int c) { return y[static_cast<size_t>(r) * w + c]; }
+  uint8_t& Cb(int r, int c) { return cb[static_cast<size_t>(r) * cw + c]; }
+  uint8_t& Cr(int r, int c) { return cr[static_cast<size_t>(r) * cw + c]; }
+};
+
+Samples Shape(int sampling, int w, int h) {
+  Samples s;
+  s.w = w;
+  s.h = h;
+  s.cw = sampling == 411 ? w / 4 : w / 2;
+  s.ch = sampling == 420 ? h / 2 : h;
+  s.y.resize(static_cast<size_t>(w) * h);
+  s.cb.resize(static_cast<size_t>(s.cw) * s.ch);
+  s.cr.resize(s.cb.size());
+  return s;
+}
+
+// Position of the n-th occurrence of `c` in a packed group pattern.
+int PosIn(const char* order, char c, int n = 0) {
+  int i = 0;
+  while (i < 3 && !(order[i] == c && n-- == 0)) ++i;
+  return i;
+}
+
+Samples Decode(const Fmt& f, const Image& im, int w, int h) {
+  Samples s = Shape(f.sampling, w, h);
+  if (f.layout == 'C') {
+    for (int r = 0; r < h; ++r) {
+      const uint8_t* p = im.planes[0].row(r);
+      for (int g = 0; g < w / 2; ++g) {
+        s.Y(r, 2 * g) = p[4 * g + PosIn(f.order, 'Y')];
+        s.Y(r, 2 * g + 1) = p[4 * g + PosIn(f.order, 'Y', 1)];
+        s.Cb(r, g) = p[4 * g + PosIn(f.order, 'B')];
+        s.Cr(r, g) = p[4 * g + PosIn(f.order, 'R')];
+      }
+    }
+    return s;
+  }
+  for (int r = 0; r < h; ++r)
+    for (int c = 0; c < w; ++c) s.Y(r, c) = im.planes[0].row(r)[c];
+  for (int r = 0; r < s.ch; ++r) {
+    for (int c = 0; c < s.cw; ++c) {
+      if (f.layout == '2') {
+        s.Cb(r, c) = im.planes[1].row(r)[2 * c];
+        s.Cr(r, c) = im.planes[1].row(r)[2 * c + 1];
+      } else {
+        const int b = f.order[0] == 'B' ? 1 : 2;
+        s.Cb(r, c) = im.planes[b].row(r)[c];
+        s.Cr(r, c) = im.planes[3 - b].row(r)[c];
+      }
+    }
+  }
+  return s;
+}
+
+// The bytes each destination plane should hold over its written region.
+std::vector<std::vector<uint8_t>> Encode(const Fmt& f, Samples& s) {
+  if (f.layout == 'C') {
+    std::vector<uint8_t> p;
+    for (int r = 0; r < s.h; ++r) {
+      for (int g = 0; g < s.w / 2; ++g) {
+        uint8_t group[4];
+        group[PosIn(f.order, 'Y')] = s.Y(r, 2 * g);
+        group[PosIn(f.order, 'Y', 1)] = s.Y(r, 2 * g + 1);
+        group[PosIn(f.order, 'B')] = s.Cb(r, g);
+        group[PosIn(f.order, 'R')] = s.Cr(r, g);
+        p.insert(p.end(), group, group + 4);
+      }
+    }
+    return {p};
+  }
+  std::vector<std::vector<uint8_t>> out{s.y};
+  if (f.layout == '2') {
+    std::vector<uint8_t> p;
+    for (int r = 0; r < s.ch; ++r)
+      for (int c = 0; c < s.cw; ++c) {
+        p.push_back(s.Cb(r, c));
+        p.push_back(s.Cr(r, c));
+      }
+    out.push_back(p);
+  } else {
+    out.push_back(f.order[0] == 'B' ? s.cb : s.cr);
+    out.push_back(f.order[0] == 'B' ? s.cr : s.cb);
+  }
+  return out;
+}
+
+// Where each result chroma sample (i, j) comes from.
+Samples Resample(Samples& in, int from, int to) {
+  Samples out = Shape(to, in.w, in.h);
+  out.y = in.y;
+  for (int i = 0; i < out.ch; ++i) {
+    for (int j = 0; j < out.cw; ++j) {
+      int si = i, sj = j;
+      if (from == 422 && to == 420) si = 2 * i;
+      if (from == 420 && to == 422) si = i / 2;
+      if (from == 422 && to == 411) sj = 2 * j;
+      if (from == 411 && to == 422) sj = j / 2;
+      if (from == 420 && to == 411) si = i / 2, sj = 2 * j + i % 2;
+      if (from == 411 && to == 420) si = 2 * i + j % 2, sj = j / 2;
+      out.Cb(i, j) = in.Cb(si, sj);
+      out.Cr(i, j) = in.Cr(si, sj);
+    }
+  }
+  return out;
+}
+
+// ---------------------------------------------------------------------------
+// Calling any member through one shape. Pointer arguments are numbered in
+// argument order (a planar image: array, steps, planes 0..2); the one
+// numbered `nullSlot` is passed as null.
+
+struct Args {
+  int slot = 0, nullSlot = -1;
+  template <class T>
+  T* Ptr(T* p) {
+    return slot++ == nullSlot ? nullptr : p;
+  }
+};
+
+using Call = std::function<KelResult(Image&, Image&, KelImageSize, int)>;
+
+// The eight parameter lists of the family.
+using FnP3P3 = KelResult (*)(const Kel8u* const[3], const int[3],
+                             Kel8u* const[3], const int[3], KelImageSize);
+using FnP3P2 = KelResult (*)(const Kel8u* const[3], const int[3], Kel8u*, int,
+                             Kel8u*, int, KelImageSize);
+using FnP3C2 = KelResult (*)(const Kel8u* const[3], const int[3], Kel8u*, int,
+                             KelImageSize);
+using FnP2P3 = KelResult (*)(const Kel8u*, int, const Kel8u*, int,
+                             Kel8u* const[3], const int[3], KelImageSize);
+using FnP2C2 = KelResult (*)(const Kel8u*, int, const Kel8u*, int, Kel8u*, int,
+                             KelImageSize);
+using FnC2P3 = KelResult (*)(const Kel8u*, int, Kel8u* const[3], const int[3],
+                             KelImageSize);
+using FnC2P2 = KelResult (*)(const Kel8u*, int, Kel8u*, int, Kel8u*, int,
+                             KelImageSize);
+using FnC2C2 = KelResult (*)(const Kel8u*, int, Kel8u*, int, KelImageSize);
+
+struct SrcArgs {
+  const Kel8u* p[3];
+  int s[3];
+  const Kel8u* const* arr;
+  const int* steps;
+};
+struct DstArgs {
+  Kel8u* p[3];
+  int s[3];
+  Kel8u* const* arr;
+  const int* steps;
+};
+
+// The pointers and steps of an image.
+template <class Ptrs>
+void Take(Image& im, Args& a, Ptrs& out) {
+  const int n = static_cast<int>(im.planes.size());
+  if (n == 3) {
+    out.arr = a.Ptr(out.p);
+    out.steps = a.Ptr(static_cast<const int*>(out.s));
+  }
+  for (int i = 0; i < n; ++i) {
+    out.p[i] = a.Ptr(im.planes[i].data());
+    out.s[i] = im.planes[i].step();
+  }
+}
+
+template <class Fn>
+Call Adapt(Fn f) {
+  return [f](Image& src, Image& dst, KelImageSize roi, int nullSlot) {
+    Args a;
+    a.nullSlot = nullSlot;
+    SrcArgs s{};
+    DstArgs d{};
+    Take(src, a, s);
+    Take(dst, a, d);
+    if constexpr (std::is_same_v<Fn, FnP3P3>)
+      return f(s.arr, s.steps, d.arr, d.steps, roi);
+    else if constexpr (std::is_same_v<Fn, FnP3P2>)
+      return f(s.arr, s.steps, d.p[0], d.s[0], d.p[1], d.s[1], roi);
+    else if constexpr (std::is_same_v<Fn, FnP3C2>)
+      return f(s.arr, s.steps, d.p[0], d.s[0], roi);
+    else if constexpr (std::is_same_v<Fn, FnP2P3>)
+      return f(s.p[0], s.s[0], s.p[1], s.s[1], d.arr, d.steps, roi);
+    else if constexpr (std::is_same_v<Fn, FnP2C2>)
+      return f(s.p[0], s.s[0], s.p[1], s.s[1], d.p[0], d.s[0], roi);
+    else if constexpr (std::is_same_v<Fn, FnC2P3>)
+      return f(s.p[0], s.s[0], d.arr, d.steps, roi);
+    else if constexpr (std::is_same_v<Fn, FnC2P2>)
+      return f(s.p[0], s.s[0], d.p[0], d.s[0], d.p[1], d.s[1], roi);
+    else
+      return f(s.p[0], s.s[0], d.p[0], d.s[0], roi);
+  };
+}
+
+int PointerCount(const Fmt& f) {
+  return f.layout == '3' ? 5 : f.layout == '2' ? 2 : 1;
+}
+
+struct Member {
+  const char* name;
+  Call call;
+  Fmt from, to;
+
+  int MinWidth() const {
+    return from.sampling == 411 || to.sampling == 411 ? 4 : 2;
+  }
+  int MinHeight() const {
+    return from.sampling == 420 || to.sampling == 420 ? 2 : 1;
+  }
+};
+
+#define M(fn, from, to) \
+  Member { #fn, Adapt(&fn), from, to }
+
+const std::vector<Member>& Members() {
+  static const std::vector<Member> members = {
+      M(keliYCbCr422ToYCbCr420_8u_P3R, kYCbCr422P3, kYCbCr420P3),
+      M(keliYCbCr422ToYCbCr420_8u_P3P2R, kYCbCr422P3, kYCbCr420P2),
+      M(keliYCbCr422ToYCbCr420_8u_C2P3R, kYCbCr422, kYCbCr420P3),
+      M(keliYCbCr422ToYCbCr420_8u_C2P2R, kYCbCr422, kYCbCr420P2),
+      M(keliYCbCr422ToYCrCb420_8u_C2P3R, kYCbCr422, kYCrCb420P3),
+      M(keliYCbCr422ToYCrCb420_8u_C2P2R, kYCbCr422, kYCbCr420P2),
+      M(keliYCrCb422ToYCbCr420_8u_C2P3R, kYCrCb422, kYCbCr420P3),
+      M(keliCbYCr422ToYCbCr420_8u_C2P3R, kCbYCr422, kYCbCr420P3),
+      M(keliCbYCr422ToYCbCr420_8u_C2P2R, kCbYCr422, kYCbCr420P2),
+      M(keliCbYCr422ToYCrCb420_8u_C2P3R, kCbYCr422, kYCrCb420P3),
+      M(keliYCbCr420ToYCbCr422_8u_P3R, kYCbCr420P3, kYCbCr422P3),
+      M(keliYCbCr420ToYCbCr422_8u_P2P3R, kYCbCr420P2, kYCbCr422P3),
+      M(keliYCbCr420ToYCbCr422_8u_P2C2R, kYCbCr420P2, kYCbCr422),
+      M(keliYCbCr420ToCbYCr422_8u_P2C2R, kYCbCr420P2, kCbYCr422),
+      M(keliYCrCb420ToYCbCr422_8u_P3R, kYCrCb420P3, kYCbCr422P3),
+      M(keliYCrCb420ToYCbCr422_8u_P3C2R, kYCrCb420P3, kYCbCr422),
+      M(keliYCrCb420ToCbYCr422_8u_P3C2R, kYCrCb420P3, kCbYCr422),
+      M(keliYCbCr420ToYCrCb420_8u_P2P3R, kYCbCr420P2, kYCrCb420P3),
+      M(keliYCbCr420_8u_P2P3R, kYCbCr420P2, kYCbCr420P3),
+      M(keliYCbCr420_8u_P3P2R, kYCbCr420P3, kYCbCr420P2),
+      M(keliYCrCb420ToYCbCr420_8u_P3P2R, kYCrCb420P3, kYCbCr420P2),
+      M(keliYCbCr420ToYCbCr411_8u_P2P3R, kYCbCr420P2, kYCbCr411P3),
+      M(keliYCbCr420ToYCbCr411_8u_P3P2R, kYCbCr420P3, kYCbCr411P2),
+      M(keliYCrCb420ToYCbCr411_8u_P3P2R, kYCrCb420P3, kYCbCr411P2),
+      M(keliYCbCr411ToYCbCr420_8u_P3R, kYCbCr411P3, kYCbCr420P3),
+      M(keliYCbCr411ToYCbCr420_8u_P2P3R, kYCbCr411P2, kYCbCr420P3),
+      M(keliYCbCr411ToYCbCr420_8u_P3P2R, kYCbCr411P3, kYCbCr420P2),
+      M(keliYCbCr411ToYCrCb420_8u_P2P3R, kYCbCr411P2, kYCrCb420P3),
+      M(keliYCbCr422ToYCbCr411_8u_P3R, kYCbCr422P3, kYCbCr411P3),
+      M(keliYCbCr422ToYCbCr411_8u_P3P2R, kYCbCr422P3, kYCbCr411P2),
+      M(keliYCbCr422ToYCbCr411_8u_C2P3R, kYCbCr422, kYCbCr411P3),
+      M(keliYCbCr422ToYCbCr411_8u_C2P2R, kYCbCr422, kYCbCr411P2),
+      M(keliYCrCb422ToYCbCr411_8u_C2P3R, kYCrCb422, kYCbCr411P3),
+      M(keliCbYCr422ToYCbCr411_8u_C2P3R, kCbYCr422, kYCbCr411P3),
+      M(keliYCbCr411ToYCbCr422_8u_P3R, kYCbCr411P3, kYCbCr422P3),
+      M(keliYCbCr411ToYCbCr422_8u_P2P3R, kYCbCr411P2, kYCbCr422P3),
+      M(keliYCbCr411ToYCbCr422_8u_P3C2R, kYCbCr411P3, kYCbCr422),
+      M(keliYCbCr411ToYCbCr422_8u_P2C2R, kYCbCr411P2, kYCbCr422),
+      M(keliYCbCr411ToYCrCb422_8u_P3R, kYCbCr411P3, kYCrCb422P3),
+      M(keliYCbCr411ToYCrCb422_8u_P3C2R, kYCbCr411P3, kYCrCb422),
+      M(keliYCbCr411_8u_P2P3R, kYCbCr411P2, kYCbCr411P3),
+      M(keliYCbCr411_8u_P3P2R, kYCbCr411P3, kYCbCr411P2),
+      M(keliYCbCr422_8u_C2P3R, kYCbCr422, kYCbCr422P3),
+      M(keliYCbCr422_8u_P3C2R, kYCbCr422P3, kYCbCr422),
+      M(keliYCrCb422ToYCbCr422_8u_C2P3R, kYCrCb422, kYCbCr422P3),
+      M(keliCbYCr422ToYCbCr422_8u_C2P3R, kCbYCr422, kYCbCr422P3),
+      M(keliYCbCr422ToCbYCr422_8u_P3C2R, kYCbCr422P3, kCbYCr422),
+      M(keliYCbCr422ToYCrCb422_8u_P3C2R, kYCbCr422P3, kYCrCb422),
+      M(keliYCbCr422ToYCrCb422_8u_C2R, kYCbCr422, kYCrCb422),
+      M(keliYCbCr422ToCbYCr422_8u_C2R, kYCbCr422, kCbYCr422),
+      M(keliCbYCr422ToYCbCr422_8u_C2R, kCbYCr422, kYCbCr422),
+  };
+  return members;
+}
+#undef M
+
+// Runs `m` on a random w x h image and compares every destination plane
+// with the model; bytes outside the trimmed region must keep their canary.
+::testing::AssertionResult MatchesModel(const Member& m, int w, int h,
+                                        std::mt19937& rng, int slack = 0,
+                                        int misalign = 0) {
+  Image src(m.from, w, h, slack, misalign);
+  Image dst(m.to, w, h, slack + 7, misalign + 3);
+  src.FillRandom(rng);
+  const KelResult r = m.call(src, dst, {w, h}, -1);
+  if (r != kelOk) return ::testing::AssertionFailure() << "result " << r;
+
+  const int tw = w / m.MinWidth() * m.MinWidth();
+  const int th = h / m.MinHeight() * m.MinHeight();
+  Samples in = Decode(m.from, src, tw, th);
+  Samples out = Resample(in, m.from.sampling, m.to.sampling);
+  const auto expected = Encode(m.to, out);
+  const auto shapes = PlaneShapes(m.to, tw, th);
+  for (size_t i = 0; i < dst.planes.size(); ++i) {
+    const GuardedPlane& p = dst.planes[i];
+    const auto [bytes, rows] = shapes[i];
+    std::vector<uint8_t> got;
+    for (int y = 0; y < rows; ++y)
+      got.insert(got.end(), p.row(y), p.row(y) + bytes);
+    auto same = SameBytes(expected[i], got, bytes);
+    if (!same) return same << " in plane " << i;
+    auto intact = p.CanaryIntactOutside(bytes, rows);
+    if (!intact) return intact << " in plane " << i;
+  }
+  return ::testing::AssertionSuccess();
+}
+
+TEST(Movers, EveryMemberIsImplemented) {
+  const void* volatile anchor = &kel_impl_keliYCbCr420_8u_P3P2R;
+  (void)anchor;
+  EXPECT_EQ(Members().size(), 51u);
+  for (const Member& m : Members()) {
+    int slot = -1;
+    for (int i = 0; i < kel::frame::kExportCount; ++i)
+      if (std::string(kel::frame::kExportNames[i]) == m.name) slot = i;
+    EXPECT_TRUE(kel::frame::IsImplemented(slot)) << m.name;
+  }
+}
+
+// Widths around every multiple of the 32-sample chroma step (64 pixels of
+// 4:2:2 and 4:2:0 chroma, 128 of 4:1:1), odd ones included.
+TEST(Movers, EveryWidthMatchesTheModel) {
+  std::mt19937 rng = kel::test::TestRng();
+  const int widths[] = {2,   3,   4,   5,   6,   7,   8,   12,  30,   31,
+                        32,  33,  60,  62,  63,  64,  65,  66,  68,   124,
+                        126, 127, 128, 130, 132, 190, 192, 194, 196,  252,
+                        256, 258, 260, 382, 384, 388, 390, 516, 1000, 1030};
+  for (const Member& m : Members()) {
+    SCOPED_TRACE(m.name);
+    ForEachDispatch([&] {
+      for (int w : widths) {
+        if (w < m.MinWidth()) continue;
+        EXPECT_TRUE(MatchesModel(m, w, 3, rng)) << "width " << w;
+      }
+    });
+  }
+}
+
+TEST(Movers, EveryHeightMatchesTheModel) {
+  std::mt19937 rng = kel::test::TestRng();
+  for (const Member& m : Members()) {
+    SCOPED_TRACE(m.name);
+    ForEachDispatch([&] {
+      for (int h : {1, 2, 3, 4, 5, 8, 17}) {
+        if (h < m.MinHeight()) continue;
+        EXPECT_TRUE(MatchesModel(m, 134, h, rng)) << "height " << h;
+      }
+    });
+  }
+}
+
+// Planes that start anywhere in a cache line and steps with slack.
+TEST(Movers, MisalignedPlanesAndPaddedSteps) {
+  std::mt19937 rng = kel::test::TestRng();
+  for (const Member& m : Members()) {
+    SCOPED_TRACE(m.name);
+    ForEachDispatch([&] {
+      for (int misalign : {1, 3, 17, 31})
+        for (int slack : {1, 13, 64})
+          EXPECT_TRUE(MatchesModel(m, 264, 4, rng, slack, misalign))
+              << "misalign " << misalign << ", slack " << slack;
+    });
+  }
+}
+
+// Large enough for the members that switch to streaming stores above
+// 348,602 or 524,288 pixels; aligned and misaligned destinations.
+TEST(Movers, LargeImagesMatchTheModel) {
+  std::mt19937 rng = kel::test::TestRng();
+#ifdef __SANITIZE_ADDRESS__
+  const int w = 1024, h = 40;
+#else
+  const int w = 1030, h = 518;
+#endif
+  for (const Member& m : Members()) {
+    SCOPED_TRACE(m.name);
+    ForEachDispatch([&] {
+      EXPECT_TRUE(MatchesModel(m, w, h, rng));
+      EXPECT_TRUE(MatchesModel(m, w, h, rng, 5, 9));
+    });
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Worked examples.
+
+// 5 x 5 for a 4:2:0 member: a 4 x 4 region is converted, column 4 and row 4
+// of every destination plane keep their canary, and the result is 0.
+TEST(Movers, OddRegionIsTrimmedSilently) {
+  std::mt19937 rng = kel::test::TestRng();
+  ForEachDispatch([&] {
+    Image src(kYCbCr422, 5, 5);
+    Image dst(kYCbCr420P3, 5, 5);
+    src.FillRandom(rng);
+    ASSERT_EQ(
+        keliYCbCr422ToYCbCr420_8u_C2P3R(
+            src.planes[0].data(), src.planes[0].step(),
+            std::array<Kel8u*, 3>{dst.planes[0].data(), dst.planes[1].data(),
+                                  dst.planes[2].data()}
+                .data(),
+            std::array<int, 3>{dst.planes[0].step(), dst.planes[1].step(),
+                               dst.planes[2].step()}
+                .data(),
+            {5, 5}),
+        kelOk);
+    EXPECT_TRUE(dst.planes[0].CanaryIntactOutside(4, 4));
+    EXPECT_TRUE(dst.planes[1].CanaryIntactOutside(2, 2));
+    EXPECT_TRUE(dst.planes[2].CanaryIntactOutside(2, 2));
+    // Luma (3, 3) is Y1 of the second group of row 3; Cb (1, 1) comes from
+    // row 2.
+    EXPECT_EQ(dst.planes[0].row(3)[3], src.planes[0].row(3)[6]);
+    EXPECT_EQ(dst.planes[1].row(1)[1], src.planes[0].row(2)[5]);
+    EXPECT_EQ(dst.planes[2].row(1)[1], src.planes[0].row(2)[7]);
+  });
+}
+
+TEST(Movers, SizesBelowOneBlockAreRejected) {
+  for (const Member& m : Members()) {
+    SCOPED_TRACE(m.name);
+    ForEachDispatch([&] {
+      const int mw = m.MinWidth(), mh = m.MinHeight();
+      for (KelImageSize roi :
+           {KelImageSize{mw - 1, mh}, KelImageSize{mw, mh - 1},
+            KelImageSize{0, 0}, KelImageSize{-mw, mh}, KelImageSize{mw, -8}}) {
+        Image src(m.from, mw, mh), dst(m.to, mw, mh);
+        std::vector<std::vector<uint8_t>> before;
+        for (auto& p : dst.planes) before.push_back(p.Snapshot());
+        EXPECT_EQ(m.call(src, dst, roi, -1), kelErrSize)
+            << roi.width << " x " << roi.height;
+        for (size_t i = 0; i < dst.planes.size(); ++i)
+          EXPECT_TRUE(dst.planes[i].Unchanged(before[i]));
+      }
+      // One block is enough.
+      Image src(m.from, mw, mh), dst(m.to, mw, mh);
+      EXPECT_EQ(m.call(src, dst, {mw, mh}, -1), kelOk);
+    });
+  }
+}
+
+// Every pointer is checked, plane pointers and step arrays included, and
+// before the size; nothing is written.
+TEST(Movers, NullPointersComeFirst) {
+  for (const Member& m : Members()) {
+    SCOPED_TRACE(m.name);
+    ForEachDispatch([&] {
+      const int slots = PointerCount(m.from) + PointerCount(m.to);
+      for (int slot = 0; slot < slots; ++slot) {
+        for (KelImageSize roi : {KelImageSize{8, 8}, KelImageSize{0, 0}}) {
+          Image src(m.from, 8, 8), dst(m.to, 8, 8);
+          std::vector<std::vector<uint8_t>> before;
+          for (auto& p : dst.planes) before.push_back(p.Snapshot());
+          EXPECT_EQ(m.call(src, dst, roi, slot), kelErrNullPtr)
+              << "pointer " << slot << ", size " << roi.width;
+          for (size_t i = 0; i < dst.planes.size(); ++i)
+            EXPECT_TRUE(dst.planes[i].Unchanged(before[i]));
+        }
+      }
+    });
+  }
+}
+
+const Member& Find(const char* name) {
+  for (const Member& m : Members())
+    if (std::string(m.name) == name) return m;
+  ADD_FAILURE() << name;
+  return Members()[0];
+}
+
+// 4:2:0 -> 4:1:1 -> 4:2:0 gives back every byte.
+TEST(Movers, FourTwoZeroThroughFourOneOneIsLossless) {
+  std::mt19937 rng = kel::test::TestRng();
+  ForEachDispatch([&] {
+    for (auto [there, back] : {std::pair{"keliYCbCr420ToYCbCr411_8u_P2P3R",
+                                         "keliYCbCr411ToYCbCr420_8u_P3P2R"},
+                               std::pair{"keliYCbCr420ToYCbCr411_8u_P3P2R",
+                                         "keliYCbCr411ToYCbCr420_8u_P2P3R"}}) {
+      const Member &a = Find(there), &b = Find(back);
+      for (auto [w, h] : {std::pair{4, 2}, {132, 6}, {520, 10}}) {
+        Image src(a.from, w, h), mid(a.to, w, h), out(b.to, w, h);
+        src.FillRandom(rng);
+        ASSERT_EQ(a.call(src, mid, {w, h}, -1), kelOk);
+        ASSERT_EQ(b.call(mid, out, {w, h}, -1), kelOk);
+        for (size_t i = 0; i < src.planes.size(); ++i)
+          EXPECT_TRUE(SameBytes(src.planes[i].Image(), out.planes[i].Image(),
+                                src.planes[i].rowBytes()))
+              << there << " then " << back << ", plane " << i;
+      }
+    }
+  });
+}
+
+// 4:2:2 -> 4:2:0 -> 4:2:2 keeps the even chroma rows; each odd row becomes
+// a copy of the row above it.
+TEST(Movers, FourTwoTwoThroughFourTwoZeroKeepsEvenRows) {
+  std::mt19937 rng = kel::test::TestRng();
+  ForEachDispatch([&] {
+    const Member& a = Find("keliYCbCr422ToYCbCr420_8u_P3R");
+    const Member& b = Find("keliYCbCr420ToYCbCr422_8u_P3R");
+    const int w = 200, h = 8;
+    Image src(a.from, w, h), mid(a.to, w, h), out(b.to, w, h);
+    src.FillRandom(rng);
+    ASSERT_EQ(a.call(src, mid, {w, h}, -1), kelOk);
+    ASSERT_EQ(b.call(mid, out, {w, h}, -1), kelOk);
+    EXPECT_TRUE(SameBytes(src.planes[0].Image(), out.planes[0].Image(), w));
+    for (int p = 1; p < 3; ++p)
+      for (int y = 0; y < h; ++y)
+        EXPECT_EQ(0, std::memcmp(out.planes[p].row(y),
+                                 src.planes[p].row(y & ~1), w / 2))
+            << "plane " << p << " row " << y;
+  });
+}
+
+// ---------------------------------------------------------------------------
+// Overlapping rows.
+
+// An interleaving member whose destination row overlaps a source row takes
+// the sample loop: both dispatch modes write what the in-order byte loop
+// writes on the same memory.
+TEST(Movers, InterleavingOverOverlappingRowsGoesInOrder) {
+  std::mt19937 rng = kel::test::TestRng();
+  const int w = 200, n = w / 2;
+  for (int shift : {-40, -3, 0, 5, 64}) {
+    SCOPED_TRACE(shift);
+    GuardedPlane luma(w, 2);
+    luma.FillRandom(rng);
+    std::vector<uint8_t> mem(1024);
+    for (auto& b : mem) b = static_cast<uint8_t>(rng());
+    // CbCr destination at 300, the Cb row where `shift` puts it, Cr away.
+    auto expect = mem;
+    {
+      uint8_t* d = expect.data() + 300;
+      const uint8_t* cb = expect.data() + 300 + shift;
+      const uint8_t* cr = expect.data() + 800;
+      for (int j = 0; j < n; ++j) {
+        d[2 * j] = cb[j];
+        d[2 * j + 1] = cr[j];
+      }
+    }
+    ForEachDispatch([&] {
+      auto run = mem;
+      GuardedPlane y(w, 2);
+      const Kel8u* src[3] = {luma.data(), run.data() + 300 + shift,
+                             run.data() + 800};
+      const int steps[3] = {luma.step(), 0, 0};
+      ASSERT_EQ(keliYCbCr420_8u_P3P2R(src, steps, y.data(), y.step(),
+                                      run.data() + 300, 0, {w, 2}),
+                kelOk);
+      EXPECT_TRUE(SameBytes(expect, run, 1024));
+      EXPECT_TRUE(SameBytes(luma.Image(), y.Image(), w));
+    });
+  }
+}
+
+// Packed to packed in place.
+TEST(Movers, PackedReorderWorksInPlace) {
+  std::mt19937 rng = kel::test::TestRng();
+  for (const char* name :
+       {"keliYCbCr422ToYCrCb422_8u_C2R", "keliYCbCr422ToCbYCr422_8u_C2R",
+        "keliCbYCr422ToYCbCr422_8u_C2R"}) {
+    const Member& m = Find(name);
+    SCOPED_TRACE(name);
+    ForEachDispatch([&] {
+      for (int w : {2, 30, 64, 130, 1000}) {
+        Image im(m.from, w, 3), copy(m.from, w, 3), expect(m.to, w, 3);
+        im.FillRandom(rng);
+        for (int y = 0; y < 3; ++y)
+          std::memcpy(copy.planes[0].row(y), im.planes[0].row(y), 2 * w);
+        ASSERT_EQ(m.call(copy, expect, {w, 3}, -1), kelOk);
+        ASSERT_EQ(m.call(im, im, {w, 3}, -1), kelOk);
+        EXPECT_TRUE(
+            SameBytes(expect.planes[0].Image(), im.planes[0].Image(), 2 * w))
+            << "width " << w;
+      }
+    });
+  }
+}
+
+}  // namespace
