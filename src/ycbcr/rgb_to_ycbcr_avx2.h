@@ -1,0 +1,446 @@
+// AVX2 blocks of the RGB to YCbCr encoders.
+//
+// A block is 32 pixels (16 for the last vector block of a row). Its pixels
+// are first gathered into three vectors of channel bytes in pixel order
+// (lane 0 pixels 0..15, lane 1 pixels 16..31; a 16-pixel block repeats its
+// pixels in lane 1 and stores lane 0 only), then widened to 16-bit lanes
+// holding 256 times the channel value: [pixels 0..7 | 16..23] and
+// [8..15 | 24..31], so that packing the two halves restores pixel order.
+// Block sums for subsampled chroma come straight from the channel bytes by
+// pairwise multiply-add, so they are exact.
+//
+// Every function gives the bits of the scalar forms in forms.h and
+// rgb_to_ycbcr_rows.h: block form A (or B) for luma and chroma of single
+// pixels, form A chroma on 64 S (two-pixel sums) and 32 S (four-pixel sums).
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstdint>
+#include <type_traits>
+
+#include "frame/isa.h"
+#include "frame/simd_avx2.h"
+#include "ycbcr/rgb_to_ycbcr_rows.h"
+
+namespace kel::ycbcr::avx2 {
+
+// ---- Constant byte masks -------------------------------------------------
+
+struct ByteMask {
+  alignas(32) int8_t v[32];
+};
+
+// Three-way de-interleave: sorted byte j of channel c sits at byte
+// (3j + c) mod 16 of the blended chunk.
+constexpr ByteMask C3Gather(int c) {
+  ByteMask m{};
+  for (int i = 0; i < 32; ++i)
+    m.v[i] = static_cast<int8_t>((3 * (i % 16) + c) % 16);
+  return m;
+}
+// Byte q of chunk k (of three 16-byte chunks) belongs to channel
+// (16k + q) mod 3; this selects the bytes of chunk k that belong to c.
+constexpr ByteMask C3ChunkSelect(int c, int k) {
+  ByteMask m{};
+  for (int i = 0; i < 32; ++i) m.v[i] = (16 * k + i % 16) % 3 == c ? -128 : 0;
+  return m;
+}
+// Three-way interleave: puts byte j of channel c at byte (3j + c) mod 16.
+constexpr ByteMask C3Scatter(int c) {
+  ByteMask m{};
+  for (int i = 0; i < 32; ++i)
+    m.v[i] = static_cast<int8_t>((11 * (i % 16 + 16 - c)) % 16);  // 11 = 3^-1
+  return m;
+}
+// Four-way de-interleave inside each 16-byte lane: channel c of the four
+// pixels to bytes 4c..4c+3.
+constexpr ByteMask C4Group() {
+  ByteMask m{};
+  for (int i = 0; i < 32; ++i)
+    m.v[i] = static_cast<int8_t>((i % 4) * 4 + (i % 16) / 4);
+  return m;
+}
+
+inline constexpr ByteMask kC3Gather[3] = {C3Gather(0), C3Gather(1),
+                                          C3Gather(2)};
+inline constexpr ByteMask kC3Select[3][3] = {
+    {C3ChunkSelect(0, 0), C3ChunkSelect(0, 1), C3ChunkSelect(0, 2)},
+    {C3ChunkSelect(1, 0), C3ChunkSelect(1, 1), C3ChunkSelect(1, 2)},
+    {C3ChunkSelect(2, 0), C3ChunkSelect(2, 1), C3ChunkSelect(2, 2)}};
+inline constexpr ByteMask kC3Scatter[3] = {C3Scatter(0), C3Scatter(1),
+                                           C3Scatter(2)};
+inline constexpr ByteMask kC4Group = C4Group();
+
+KEL_AVX2_INLINE __m256i Mask(const ByteMask& m) {
+  return _mm256_load_si256(reinterpret_cast<const __m256i*>(m.v));
+}
+
+// ---- Loads -----------------------------------------------------------------
+
+// Channel bytes of a block in pixel order.
+struct Rgb8 {
+  __m256i r, g, b;
+};
+
+// 16 bytes at p + a into lane 0 and at p + b into lane 1 (32-pixel blocks),
+// or the 16 bytes at p + a into both lanes (16-pixel blocks).
+template <int N>
+KEL_AVX2_INLINE __m256i LoadLanes(const uint8_t* p, int a, int b) {
+  if constexpr (N == 32) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(simd::Load128(p + a)),
+                                   simd::Load128(p + b), 1);
+  } else {
+    return _mm256_broadcastsi128_si256(simd::Load128(p + a));
+  }
+}
+
+template <int N, class Src>
+KEL_AVX2_INLINE Rgb8 LoadRgb(const typename Src::RowView& s, int x) {
+  __m256i c0, c1, c2;
+  if constexpr (std::is_same_v<Src, PlanarRgb>) {
+    c0 = LoadLanes<N>(s.r + x, 0, 16);
+    c1 = LoadLanes<N>(s.g + x, 0, 16);
+    c2 = LoadLanes<N>(s.b + x, 0, 16);
+    return {c0, c1, c2};
+  } else if constexpr (Src::kPixelBytes == 3) {
+    // Chunks of 16 bytes: lane 0 holds bytes 0..47, lane 1 bytes 48..95. In
+    // every chunk the bytes of one channel fall on distinct positions mod 16,
+    // so one blend of the three chunks and one shuffle sort a channel.
+    const uint8_t* p = s.p + 3 * x;
+    const __m256i a = LoadLanes<N>(p, 0, 48), b = LoadLanes<N>(p, 16, 64),
+                  c = LoadLanes<N>(p, 32, 80);
+    __m256i ch[3];
+    for (int k = 0; k < 3; ++k) {
+      const __m256i t =
+          _mm256_blendv_epi8(_mm256_blendv_epi8(a, b, Mask(kC3Select[k][1])), c,
+                             Mask(kC3Select[k][2]));
+      ch[k] = _mm256_shuffle_epi8(t, Mask(kC3Gather[k]));
+    }
+    c0 = ch[0], c1 = ch[1], c2 = ch[2];
+  } else {
+    // Four pixels per 16 bytes: group the channels inside each lane, then
+    // interleave 32-bit and 64-bit runs back into pixel order.
+    const uint8_t* p = s.p + 4 * x;
+    const __m256i g = Mask(kC4Group);
+    const __m256i l0 = _mm256_shuffle_epi8(LoadLanes<N>(p, 0, 64), g);
+    const __m256i l1 = _mm256_shuffle_epi8(LoadLanes<N>(p, 16, 80), g);
+    const __m256i l2 = _mm256_shuffle_epi8(LoadLanes<N>(p, 32, 96), g);
+    const __m256i l3 = _mm256_shuffle_epi8(LoadLanes<N>(p, 48, 112), g);
+    const __m256i lo01 = _mm256_unpacklo_epi32(l0, l1);  // c0 0..7, c1 0..7
+    const __m256i hi01 = _mm256_unpackhi_epi32(l0, l1);  // c2 0..7
+    const __m256i lo23 = _mm256_unpacklo_epi32(l2, l3);
+    const __m256i hi23 = _mm256_unpackhi_epi32(l2, l3);
+    c0 = _mm256_unpacklo_epi64(lo01, lo23);
+    c1 = _mm256_unpackhi_epi64(lo01, lo23);
+    c2 = _mm256_unpacklo_epi64(hi01, hi23);
+  }
+  if constexpr (Src::kIsBgr) return {c2, c1, c0};
+  return {c0, c1, c2};
+}
+
+// ---- Arithmetic on 16-bit lanes -------------------------------------------
+
+// 256 v in 16-bit lanes: pixels [0..7 | 16..23] and [8..15 | 24..31].
+KEL_AVX2_INLINE __m256i Widen256Lo(__m256i v) {
+  return _mm256_unpacklo_epi8(_mm256_setzero_si256(), v);
+}
+KEL_AVX2_INLINE __m256i Widen256Hi(__m256i v) {
+  return _mm256_unpackhi_epi8(_mm256_setzero_si256(), v);
+}
+
+// Block form A luma from 256 R, 256 G, 256 B; clamp left to the pack.
+KEL_AVX2_INLINE __m256i LumaA(__m256i r, __m256i g, __m256i b) {
+  __m256i s = simd::AddSatU16(simd::MulHiU16(r, simd::Set16(8422)),
+                              simd::MulHiU16(g, simd::Set16(16515)));
+  s = simd::AddSatU16(simd::AddSatU16(s, simd::MulHiU16(b, simd::Set16(3212))),
+                      simd::Set16(2112));
+  return _mm256_srli_epi16(s, 7);
+}
+
+// Block form B luma from 256 R, 256 G, 256 B; clamp left to the pack.
+KEL_AVX2_INLINE __m256i LumaB(__m256i r, __m256i g, __m256i b) {
+  __m256i s = simd::AddSatU16(simd::MulHiU16(r, simd::Set16(16843)),
+                              simd::MulHiU16(g, simd::Set16(33030)));
+  s = simd::AddSatU16(simd::AddSatU16(s, simd::MulHiU16(b, simd::Set16(6423))),
+                      simd::Set16(128));
+  return simd::AddSatU16(_mm256_srli_epi16(s, 8), simd::Set16(16));
+}
+
+struct Coef {
+  int r, g, b;
+};
+inline constexpr Coef kCb{-9699, -19071, 28770};
+inline constexpr Coef kCr{28770, -24117, -4653};
+
+// Block form A chroma from values scaled to 128 times the block mean; the
+// sum wraps and is shifted as unsigned, the clamp is left to the pack.
+KEL_AVX2_INLINE __m256i ChromaA(__m256i sr, __m256i sg, __m256i sb, Coef c) {
+  __m256i s = _mm256_add_epi16(simd::MulHiS16(sr, simd::Set16(c.r)),
+                               simd::MulHiS16(sg, simd::Set16(c.g)));
+  s = _mm256_add_epi16(
+      _mm256_add_epi16(s, simd::MulHiS16(sb, simd::Set16(c.b))),
+      simd::Set16(16448));
+  return _mm256_srli_epi16(s, 7);
+}
+
+// Block form B chroma from 128 R, 128 G, 128 B (signed result; the pack
+// clamps it).
+KEL_AVX2_INLINE __m256i ChromaB(__m256i r, __m256i g, __m256i b, Coef c) {
+  __m256i s = simd::AddSatS16(simd::MulHiS16(r, simd::Set16(c.r)),
+                              simd::MulHiS16(g, simd::Set16(c.g)));
+  s = simd::AddSatS16(simd::AddSatS16(s, simd::MulHiS16(b, simd::Set16(c.b))),
+                      simd::Set16(64));
+  return simd::AddSatS16(_mm256_srai_epi16(s, 7), simd::Set16(128));
+}
+
+// Bytes in pixel order from two halves [0..7 | 16..23], [8..15 | 24..31].
+KEL_AVX2_INLINE __m256i Pack(__m256i lo, __m256i hi) {
+  return _mm256_packus_epi16(lo, hi);
+}
+
+// Luma bytes of a block in block form A.
+KEL_AVX2_INLINE __m256i LumaBytesA(const Rgb8& in) {
+  return Pack(LumaA(Widen256Lo(in.r), Widen256Lo(in.g), Widen256Lo(in.b)),
+              LumaA(Widen256Hi(in.r), Widen256Hi(in.g), Widen256Hi(in.b)));
+}
+
+// Sums of horizontally adjacent pixels: pairs [0..7 | 8..15].
+KEL_AVX2_INLINE __m256i PairSums(__m256i v) {
+  return _mm256_maddubs_epi16(v, _mm256_set1_epi8(1));
+}
+
+// 32 times the sums of four adjacent pixels: [0..3 0..3 | 4..7 4..7].
+KEL_AVX2_INLINE __m256i QuadSums32(__m256i v) {
+  const __m256i p = PairSums(v);
+  return _mm256_slli_epi16(_mm256_hadd_epi16(p, p), 5);
+}
+
+// ---- Stores ----------------------------------------------------------------
+
+template <int N>
+KEL_AVX2_INLINE void StoreLanes(uint8_t* p, __m256i v) {
+  if constexpr (N == 32) {
+    simd::Store(p, v);
+  } else {
+    simd::Store128(p, _mm256_castsi256_si128(v));
+  }
+}
+
+// Y, Cb, Cr bytes in pixel order to a 4:4:4 destination.
+template <int N, class Dst>
+KEL_AVX2_INLINE void Store444(const typename Dst::RowView& d, int x, __m256i y,
+                              __m256i cb, __m256i cr) {
+  if constexpr (std::is_same_v<Dst, Planar444>) {
+    StoreLanes<N>(d.y + x, y);
+    StoreLanes<N>(d.cb + x, cb);
+    StoreLanes<N>(d.cr + x, cr);
+  } else if constexpr (Dst::kPixelBytes == 3) {
+    // Each channel is pre-scattered to its positions mod 16, then every
+    // output chunk is a blend of the three.
+    uint8_t* p = d.p + 3 * x;
+    const __m256i v[3] = {_mm256_shuffle_epi8(y, Mask(kC3Scatter[0])),
+                          _mm256_shuffle_epi8(cb, Mask(kC3Scatter[1])),
+                          _mm256_shuffle_epi8(cr, Mask(kC3Scatter[2]))};
+    __m256i o[3];
+    for (int k = 0; k < 3; ++k) {
+      o[k] = _mm256_blendv_epi8(
+          _mm256_blendv_epi8(v[0], v[1], Mask(kC3Select[1][k])), v[2],
+          Mask(kC3Select[2][k]));
+      simd::Store128(p + 16 * k, _mm256_castsi256_si128(o[k]));
+    }
+    if constexpr (N == 32) {
+      for (int k = 0; k < 3; ++k)
+        simd::Store128(p + 48 + 16 * k, _mm256_extracti128_si256(o[k], 1));
+    }
+  } else {
+    // Y, Cb, Cr, 0.
+    uint8_t* p = d.p + 4 * x;
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i ycbLo = _mm256_unpacklo_epi8(y, cb);
+    const __m256i ycbHi = _mm256_unpackhi_epi8(y, cb);
+    const __m256i crLo = _mm256_unpacklo_epi8(cr, zero);
+    const __m256i crHi = _mm256_unpackhi_epi8(cr, zero);
+    const __m256i q0 = _mm256_unpacklo_epi16(ycbLo, crLo);  // 0..3 | 16..19
+    const __m256i q1 = _mm256_unpackhi_epi16(ycbLo, crLo);
+    const __m256i q2 = _mm256_unpacklo_epi16(ycbHi, crHi);
+    const __m256i q3 = _mm256_unpackhi_epi16(ycbHi, crHi);
+    simd::Store(p, _mm256_permute2x128_si256(q0, q1, 0x20));
+    simd::Store(p + 32, _mm256_permute2x128_si256(q2, q3, 0x20));
+    if constexpr (N == 32) {
+      simd::Store(p + 64, _mm256_permute2x128_si256(q0, q1, 0x31));
+      simd::Store(p + 96, _mm256_permute2x128_si256(q2, q3, 0x31));
+    }
+  }
+}
+
+// Chroma words of blocks [0..7 | 8..15] as interleaved bytes, first then
+// second: [f0 s0 f1 s1 ... f7 s7 | f8 s8 ... f15 s15].
+KEL_AVX2_INLINE __m256i InterleaveChroma(__m256i first, __m256i second) {
+  const __m256i max = simd::Set16(255);
+  return _mm256_or_si256(_mm256_min_epu16(first, max),
+                         _mm256_slli_epi16(_mm256_min_epu16(second, max), 8));
+}
+
+// Cb and Cr words of blocks [0..7 | 8..15] to two chroma planes: N / 2
+// samples each.
+template <int N>
+KEL_AVX2_INLINE void StoreChromaPlanes(uint8_t* cb, uint8_t* cr, __m256i cbw,
+                                       __m256i crw) {
+  const __m256i p = _mm256_packus_epi16(cbw, crw);  // cb 0..7 cr 0..7 | ...
+  if constexpr (N == 32) {
+    const __m256i q = _mm256_permute4x64_epi64(p, 0xD8);
+    simd::Store128(cb, _mm256_castsi256_si128(q));
+    simd::Store128(cr, _mm256_extracti128_si256(q, 1));
+  } else {
+    const __m128i q = _mm256_castsi256_si128(p);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(cb), q);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(cr), _mm_unpackhi_epi64(q, q));
+  }
+}
+
+// Luma bytes and the chroma words of the pairs to a 4:2:2 destination.
+template <int N, class Dst>
+KEL_AVX2_INLINE void Store422(const typename Dst::RowView& d, int x, __m256i y,
+                              __m256i cbw, __m256i crw) {
+  if constexpr (std::is_same_v<Dst, Planar422>) {
+    StoreLanes<N>(d.y + x, y);
+    StoreChromaPlanes<N>(d.cb + x / 2, d.cr + x / 2, cbw, crw);
+  } else {
+    const __m256i c =
+        Dst::kCrFirst ? InterleaveChroma(crw, cbw) : InterleaveChroma(cbw, crw);
+    // Pairs [0..3 | 8..11] and [4..7 | 12..15].
+    const __m256i lo = Dst::kChromaFirst ? _mm256_unpacklo_epi8(c, y)
+                                         : _mm256_unpacklo_epi8(y, c);
+    const __m256i hi = Dst::kChromaFirst ? _mm256_unpackhi_epi8(c, y)
+                                         : _mm256_unpackhi_epi8(y, c);
+    uint8_t* p = d.p + 2 * x;
+    simd::Store(p, _mm256_permute2x128_si256(lo, hi, 0x20));
+    if constexpr (N == 32)
+      simd::Store(p + 32, _mm256_permute2x128_si256(lo, hi, 0x31));
+  }
+}
+
+// Two luma rows and the chroma words of the 2x2 blocks to a 4:2:0
+// destination.
+template <int N, class Dst>
+KEL_AVX2_INLINE void Store420(const typename Dst::RowView& d, int x, __m256i y0,
+                              __m256i y1, __m256i cbw, __m256i crw) {
+  StoreLanes<N>(d.y0 + x, y0);
+  StoreLanes<N>(d.y1 + x, y1);
+  if constexpr (std::is_same_v<Dst, Planar420>) {
+    StoreChromaPlanes<N>(d.cb + x / 2, d.cr + x / 2, cbw, crw);
+  } else {
+    StoreLanes<N>(d.c + x, InterleaveChroma(cbw, crw));
+  }
+}
+
+// ---- Blocks ----------------------------------------------------------------
+
+template <int N, class Src, class Dst, bool kFormB>
+KEL_AVX2_INLINE void Block444(const typename Src::RowView& s,
+                              const typename Dst::RowView& d, int x) {
+  const Rgb8 in = LoadRgb<N, Src>(s, x);
+  __m256i y[2], cb[2], cr[2];
+  for (int h = 0; h < 2; ++h) {
+    const __m256i r = h ? Widen256Hi(in.r) : Widen256Lo(in.r);
+    const __m256i g = h ? Widen256Hi(in.g) : Widen256Lo(in.g);
+    const __m256i b = h ? Widen256Hi(in.b) : Widen256Lo(in.b);
+    const __m256i r7 = _mm256_srli_epi16(r, 1), g7 = _mm256_srli_epi16(g, 1),
+                  b7 = _mm256_srli_epi16(b, 1);
+    if constexpr (kFormB) {
+      y[h] = LumaB(r, g, b);
+      cb[h] = ChromaB(r7, g7, b7, kCb);
+      cr[h] = ChromaB(r7, g7, b7, kCr);
+    } else {
+      y[h] = LumaA(r, g, b);
+      cb[h] = ChromaA(r7, g7, b7, kCb);
+      cr[h] = ChromaA(r7, g7, b7, kCr);
+    }
+  }
+  Store444<N, Dst>(d, x, Pack(y[0], y[1]), Pack(cb[0], cb[1]),
+                   Pack(cr[0], cr[1]));
+}
+
+template <int N, class Src, class Dst>
+KEL_AVX2_INLINE void Block422(const typename Src::RowView& s,
+                              const typename Dst::RowView& d, int x) {
+  const Rgb8 in = LoadRgb<N, Src>(s, x);
+  const __m256i sr = _mm256_slli_epi16(PairSums(in.r), 6);
+  const __m256i sg = _mm256_slli_epi16(PairSums(in.g), 6);
+  const __m256i sb = _mm256_slli_epi16(PairSums(in.b), 6);
+  Store422<N, Dst>(d, x, LumaBytesA(in), ChromaA(sr, sg, sb, kCb),
+                   ChromaA(sr, sg, sb, kCr));
+}
+
+template <int N, class Src, class Dst>
+KEL_AVX2_INLINE void Block420(const typename Src::RowView& s0,
+                              const typename Src::RowView& s1,
+                              const typename Dst::RowView& d, int x) {
+  const Rgb8 a = LoadRgb<N, Src>(s0, x), b = LoadRgb<N, Src>(s1, x);
+  const __m256i sr =
+      _mm256_slli_epi16(_mm256_add_epi16(PairSums(a.r), PairSums(b.r)), 5);
+  const __m256i sg =
+      _mm256_slli_epi16(_mm256_add_epi16(PairSums(a.g), PairSums(b.g)), 5);
+  const __m256i sb =
+      _mm256_slli_epi16(_mm256_add_epi16(PairSums(a.b), PairSums(b.b)), 5);
+  Store420<N, Dst>(d, x, LumaBytesA(a), LumaBytesA(b), ChromaA(sr, sg, sb, kCb),
+                   ChromaA(sr, sg, sb, kCr));
+}
+
+template <int N, class Src>
+KEL_AVX2_INLINE void Block411(const typename Src::RowView& s,
+                              const Planar411::RowView& d, int x) {
+  const Rgb8 in = LoadRgb<N, Src>(s, x);
+  const __m256i sr = QuadSums32(in.r), sg = QuadSums32(in.g),
+                sb = QuadSums32(in.b);
+  StoreLanes<N>(d.y + x, LumaBytesA(in));
+  // Bytes [cb 0..3, cb 0..3, cr 0..3, cr 0..3 | cb 4..7, ...]: dwords 0, 4
+  // are Cb 0..7 and dwords 2, 6 are Cr 0..7.
+  const __m256i p =
+      _mm256_packus_epi16(ChromaA(sr, sg, sb, kCb), ChromaA(sr, sg, sb, kCr));
+  const __m128i q = _mm256_castsi256_si128(_mm256_permutevar8x32_epi32(
+      p, _mm256_setr_epi32(0, 4, 2, 6, 0, 0, 0, 0)));
+  if constexpr (N == 32) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(d.cb + x / 4), q);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(d.cr + x / 4),
+                     _mm_unpackhi_epi64(q, q));
+  } else {
+    const int cb = _mm_cvtsi128_si32(q), cr = _mm_extract_epi32(q, 2);
+    __builtin_memcpy(d.cb + x / 4, &cb, 4);
+    __builtin_memcpy(d.cr + x / 4, &cr, 4);
+  }
+}
+
+// ---- Rows: the vector part of a row, n pixels (a multiple of 16) -----------
+
+template <class Src, class Dst, bool kFormB>
+KEL_AVX2 void Row444(typename Src::RowView s, typename Dst::RowView d, int n) {
+  int x = 0;
+  for (; x + 32 <= n; x += 32) Block444<32, Src, Dst, kFormB>(s, d, x);
+  if (x < n) Block444<16, Src, Dst, kFormB>(s, d, x);
+}
+
+template <class Src, class Dst>
+KEL_AVX2 void Row422(typename Src::RowView s, typename Dst::RowView d, int n) {
+  int x = 0;
+  for (; x + 32 <= n; x += 32) Block422<32, Src, Dst>(s, d, x);
+  if (x < n) Block422<16, Src, Dst>(s, d, x);
+}
+
+template <class Src, class Dst>
+KEL_AVX2 void Row420(typename Src::RowView s0, typename Src::RowView s1,
+                     typename Dst::RowView d, int n) {
+  int x = 0;
+  for (; x + 32 <= n; x += 32) Block420<32, Src, Dst>(s0, s1, d, x);
+  if (x < n) Block420<16, Src, Dst>(s0, s1, d, x);
+}
+
+template <class Src>
+KEL_AVX2 void Row411(typename Src::RowView s, Planar411::RowView d, int n) {
+  int x = 0;
+  for (; x + 32 <= n; x += 32) Block411<32, Src>(s, d, x);
+  if (x < n) Block411<16, Src>(s, d, x);
+}
+
+}  // namespace kel::ycbcr::avx2

@@ -1,0 +1,495 @@
+// RGB and BGR to YCbCr through the public calls: every export against a
+// reference built from the per-pixel forms, on random images of many sizes
+// with padded steps, misaligned planes and guard bytes, under the portable
+// and the AVX2 implementations; the documented examples; argument checks.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "kelcc.h"
+#include "support/dispatch_modes.h"
+#include "support/image.h"
+#include "ycbcr/forms.h"
+
+namespace {
+
+using kel::test::ForEachDispatch;
+using kel::test::GuardedPlane;
+namespace f = kel::ycbcr;
+
+// ---- The exports, described by what they do --------------------------------
+
+enum class Src { kC3, kC4, kP3 };
+// Output layouts: 4:4:4 packed without and with the fourth byte, planes with
+// one step; 4:2:2 packed; planes with one step each; luma + chroma pairs.
+enum class Out { kC3, kAC4, kP3Shared, kC2, kP3, kP2 };
+enum class Shape { kCC, kCP3Shared, kP3P3Shared, kCP3, kCP2, kP3C };
+
+struct Export {
+  const char* name;
+  void (*fn)();
+  Shape shape;
+  Src src;
+  bool bgr;
+  Out out;
+  int sampling;    // 444, 422, 420 or 411
+  const char* c2;  // packed 4:2:2 byte order, e.g. "YUYV" for Y0 Cb Y1 Cr
+  bool crFirst;    // planes Y, Cr, Cb
+  bool formB;      // block form B in the vector blocks
+};
+
+template <class F>
+void (*Erase(F* f))() {
+  return reinterpret_cast<void (*)()>(f);
+}
+
+#define EXP(name, shape, src, bgr, out, s, c2, crf, fb)                      \
+  Export {                                                                   \
+#name, Erase(&keli##name), Shape::shape, Src::src, bgr, Out::out, s, c2, \
+        crf, fb                                                              \
+  }
+const Export kExports[] = {
+    EXP(RGBToYCbCr_8u_C3R, kCC, kC3, false, kC3, 444, "", false, false),
+    EXP(RGBToYCbCr_8u_AC4R, kCC, kC4, false, kAC4, 444, "", false, false),
+    EXP(RGBToYCbCr_8u_C3P3R, kCP3Shared, kC3, false, kP3Shared, 444, "", false,
+        false),
+    EXP(RGBToYCbCr_8u_AC4P3R, kCP3Shared, kC4, false, kP3Shared, 444, "", false,
+        false),
+    EXP(RGBToYCbCr_8u_P3R, kP3P3Shared, kP3, false, kP3Shared, 444, "", false,
+        true),
+    EXP(RGBToYCbCr422_8u_C3C2R, kCC, kC3, false, kC2, 422, "YUYV", false,
+        false),
+    EXP(RGBToYCbCr422_8u_C3P3R, kCP3, kC3, false, kP3, 422, "", false, false),
+    EXP(RGBToYCbCr422_8u_P3C2R, kP3C, kP3, false, kC2, 422, "YUYV", false,
+        false),
+    EXP(RGBToYCrCb422_8u_C3C2R, kCC, kC3, false, kC2, 422, "YVYU", false,
+        false),
+    EXP(RGBToYCrCb422_8u_P3C2R, kP3C, kP3, false, kC2, 422, "YVYU", false,
+        false),
+    EXP(RGBToCbYCr422_8u_C3C2R, kCC, kC3, false, kC2, 422, "UYVY", false,
+        false),
+    EXP(BGRToYCbCr422_8u_C3C2R, kCC, kC3, true, kC2, 422, "YUYV", false, false),
+    EXP(BGRToYCbCr422_8u_AC4C2R, kCC, kC4, true, kC2, 422, "YUYV", false,
+        false),
+    EXP(BGRToYCbCr422_8u_C3P3R, kCP3, kC3, true, kP3, 422, "", false, false),
+    EXP(BGRToYCbCr422_8u_AC4P3R, kCP3, kC4, true, kP3, 422, "", false, false),
+    EXP(BGRToCbYCr422_8u_AC4C2R, kCC, kC4, true, kC2, 422, "UYVY", false,
+        false),
+    EXP(RGBToYCbCr420_8u_C3P3R, kCP3, kC3, false, kP3, 420, "", false, false),
+    EXP(RGBToYCbCr420_8u_C3P2R, kCP2, kC3, false, kP2, 420, "", false, false),
+    EXP(RGBToYCbCr420_8u_C4P2R, kCP2, kC4, false, kP2, 420, "", false, false),
+    EXP(RGBToYCrCb420_8u_AC4P3R, kCP3, kC4, false, kP3, 420, "", true, false),
+    EXP(BGRToYCbCr420_8u_C3P3R, kCP3, kC3, true, kP3, 420, "", false, false),
+    EXP(BGRToYCbCr420_8u_AC4P3R, kCP3, kC4, true, kP3, 420, "", false, false),
+    EXP(BGRToYCbCr420_8u_C3P2R, kCP2, kC3, true, kP2, 420, "", false, false),
+    EXP(BGRToYCbCr420_8u_AC4P2R, kCP2, kC4, true, kP2, 420, "", false, false),
+    EXP(BGRToYCrCb420_8u_C3P3R, kCP3, kC3, true, kP3, 420, "", true, false),
+    EXP(BGRToYCrCb420_8u_AC4P3R, kCP3, kC4, true, kP3, 420, "", true, false),
+    EXP(BGRToYCbCr411_8u_C3P3R, kCP3, kC3, true, kP3, 411, "", false, false),
+    EXP(BGRToYCbCr411_8u_AC4P3R, kCP3, kC4, true, kP3, 411, "", false, false),
+};
+#undef EXP
+
+void PrintTo(const Export& e, std::ostream* os) { *os << e.name; }
+
+// ---- Images and calls
+// ----------------------------------------------------------
+
+int SrcBytes(Src s) { return s == Src::kC3 ? 3 : s == Src::kC4 ? 4 : 1; }
+
+// Chroma plane size of a w x h image.
+int ChromaW(const Export& e, int w) {
+  return e.sampling == 444 ? w : e.sampling == 411 ? w / 4 : w / 2;
+}
+int ChromaH(const Export& e, int h) { return e.sampling == 420 ? h / 2 : h; }
+
+// Destination planes of an export for a w x h region.
+std::vector<std::unique_ptr<GuardedPlane>> MakeDst(const Export& e, int w,
+                                                   int h, std::mt19937& rng) {
+  std::uniform_int_distribution<int> slack(0, 40), mis(0, 63);
+  std::vector<std::unique_ptr<GuardedPlane>> d;
+  auto add = [&](int bytes, int rows, int s) {
+    d.push_back(std::make_unique<GuardedPlane>(bytes, rows, s, mis(rng)));
+  };
+  switch (e.out) {
+    case Out::kC3:
+      add(3 * w, h, slack(rng));
+      break;
+    case Out::kAC4:
+      add(4 * w, h, slack(rng));
+      break;
+    case Out::kC2:
+      add(2 * w, h, slack(rng));
+      break;
+    case Out::kP3Shared: {
+      const int s = slack(rng);
+      for (int i = 0; i < 3; ++i) add(w, h, s);
+      break;
+    }
+    case Out::kP3:
+      add(w, h, slack(rng));
+      add(ChromaW(e, w), ChromaH(e, h), slack(rng));
+      add(ChromaW(e, w), ChromaH(e, h), slack(rng));
+      break;
+    case Out::kP2:
+      add(w, h, slack(rng));
+      add(w & ~1, h / 2, slack(rng));
+      break;
+  }
+  return d;
+}
+
+std::vector<std::unique_ptr<GuardedPlane>> MakeSrc(const Export& e, int w,
+                                                   int h, std::mt19937& rng) {
+  std::uniform_int_distribution<int> slack(0, 40), mis(0, 63);
+  std::vector<std::unique_ptr<GuardedPlane>> s;
+  const int sl = slack(rng);
+  for (int i = 0; i < (e.src == Src::kP3 ? 3 : 1); ++i) {
+    s.push_back(
+        std::make_unique<GuardedPlane>(SrcBytes(e.src) * w, h, sl, mis(rng)));
+    s.back()->FillRandom(rng);
+  }
+  return s;
+}
+
+// Calls the export with explicit pointers (any of them may be null).
+KelResult CallRaw(const Export& e, const Kel8u* const src[3], int srcStep,
+                  Kel8u* const dst[3], const int* dstSteps, KelImageSize roi) {
+  switch (e.shape) {
+    case Shape::kCC:
+      return reinterpret_cast<decltype(&keliRGBToYCbCr_8u_C3R)>(e.fn)(
+          src[0], srcStep, dst[0], dstSteps[0], roi);
+    case Shape::kCP3Shared:
+      return reinterpret_cast<decltype(&keliRGBToYCbCr_8u_C3P3R)>(e.fn)(
+          src[0], srcStep, dst, dstSteps[0], roi);
+    case Shape::kP3P3Shared:
+      return reinterpret_cast<decltype(&keliRGBToYCbCr_8u_P3R)>(e.fn)(
+          src, srcStep, dst, dstSteps[0], roi);
+    case Shape::kCP3:
+      return reinterpret_cast<decltype(&keliRGBToYCbCr420_8u_C3P3R)>(e.fn)(
+          src[0], srcStep, dst, dstSteps, roi);
+    case Shape::kCP2:
+      return reinterpret_cast<decltype(&keliRGBToYCbCr420_8u_C3P2R)>(e.fn)(
+          src[0], srcStep, dst[0], dstSteps[0], dst[1], dstSteps[1], roi);
+    case Shape::kP3C:
+      return reinterpret_cast<decltype(&keliRGBToYCbCr422_8u_P3C2R)>(e.fn)(
+          src, srcStep, dst[0], dstSteps[0], roi);
+  }
+  return 1;
+}
+
+KelResult Call(const Export& e,
+               const std::vector<std::unique_ptr<GuardedPlane>>& src,
+               std::vector<std::unique_ptr<GuardedPlane>>& dst,
+               KelImageSize roi) {
+  const Kel8u* s[3] = {};
+  Kel8u* d[3] = {};
+  int steps[3] = {};
+  for (size_t i = 0; i < src.size(); ++i) s[i] = src[i]->data();
+  for (size_t i = 0; i < dst.size(); ++i)
+    d[i] = dst[i]->data(), steps[i] = dst[i]->step();
+  return CallRaw(e, s, src[0]->step(), d, steps, roi);
+}
+
+// ---- Reference
+// ---------------------------------------------------------------
+
+struct Px {
+  int r, g, b;
+};
+
+Px PixelAt(const Export& e,
+           const std::vector<std::unique_ptr<GuardedPlane>>& src, int x,
+           int y) {
+  if (e.src == Src::kP3)
+    return {src[0]->row(y)[x], src[1]->row(y)[x], src[2]->row(y)[x]};
+  const uint8_t* p = src[0]->row(y) + SrcBytes(e.src) * x;
+  return e.bgr ? Px{p[2], p[1], p[0]} : Px{p[0], p[1], p[2]};
+}
+
+// The expected images of the destination planes: what the planes held
+// before the call, with the bytes the definition says are written.
+std::vector<std::vector<uint8_t>> Expected(
+    const Export& e, const std::vector<std::unique_ptr<GuardedPlane>>& src,
+    const std::vector<std::unique_ptr<GuardedPlane>>& dst, int w, int h) {
+  std::vector<std::vector<uint8_t>> out;
+  for (const auto& d : dst) out.push_back(d->Image());
+  auto at = [&](int plane, int x, int y) -> uint8_t& {
+    return out[plane][static_cast<size_t>(y) * dst[plane]->rowBytes() + x];
+  };
+  const int cbPlane = e.crFirst ? 2 : 1, crPlane = e.crFirst ? 1 : 2;
+  auto putY = [&](int x, int y, uint8_t v) {
+    switch (e.out) {
+      case Out::kC3:
+        at(0, 3 * x, y) = v;
+        break;
+      case Out::kAC4:
+        at(0, 4 * x, y) = v;
+        break;
+      case Out::kC2:
+        at(0, 2 * x + (e.c2[0] == 'Y' ? 0 : 1), y) = v;
+        break;
+      default:
+        at(0, x, y) = v;
+    }
+  };
+  // Chroma of sample (cx, cy); cr < 0 means "not written".
+  auto putC = [&](int cx, int cy, int cb, int cr) {
+    switch (e.out) {
+      case Out::kC3:
+      case Out::kAC4: {
+        const int n = e.out == Out::kC3 ? 3 : 4;
+        at(0, n * cx + 1, cy) = static_cast<uint8_t>(cb);
+        at(0, n * cx + 2, cy) = static_cast<uint8_t>(cr);
+        break;
+      }
+      case Out::kC2: {
+        const std::string order = e.c2;
+        for (int i = 0; i < 4; ++i) {
+          if (order[i] == 'U') at(0, 4 * cx + i, cy) = static_cast<uint8_t>(cb);
+          if (order[i] == 'V' && cr >= 0)
+            at(0, 4 * cx + i, cy) = static_cast<uint8_t>(cr);
+        }
+        break;
+      }
+      case Out::kP2:
+        at(1, 2 * cx, cy) = static_cast<uint8_t>(cb);
+        at(1, 2 * cx + 1, cy) = static_cast<uint8_t>(cr);
+        break;
+      default:
+        at(cbPlane, cx, cy) = static_cast<uint8_t>(cb);
+        at(crPlane, cx, cy) = static_cast<uint8_t>(cr);
+    }
+  };
+  const int nv = w / 16 * 16;  // pixels of a row in vector blocks
+  auto luma = [&](const Px& p, bool vec) {
+    if (!vec) return f::ExactY(p.r, p.g, p.b);
+    return e.formB ? f::FormBY(p.r, p.g, p.b) : f::FormAY(p.r, p.g, p.b);
+  };
+  // Block chroma from sums over n pixels: form A on 128 / n times the sum
+  // in vector blocks, one-eighth rounding in the remainder.
+  auto chroma = [&](int sr, int sg, int sb, int n, bool vec, bool cr) -> int {
+    const int c[2][3] = {{-9699, -19071, 28770}, {28770, -24117, -4653}};
+    const int* k = c[cr ? 1 : 0];
+    if (vec) {
+      const int m = 128 / n;
+      return cr ? f::FormACr(m * sr, m * sg, m * sb)
+                : f::FormACb(m * sr, m * sg, m * sb);
+    }
+    const int shift = n == 1 ? 16 : n == 2 ? 17 : 18;
+    return static_cast<uint8_t>(
+        (k[0] * sr + k[1] * sg + k[2] * sb + (1025 << (shift - 3))) >> shift);
+  };
+  const int bw = e.sampling == 444 ? 1 : e.sampling == 411 ? 4 : 2;
+  const int bh = e.sampling == 420 ? 2 : 1;
+  for (int by = 0; by + bh <= h; by += bh) {
+    for (int bx = 0; bx + bw <= w; bx += bw) {
+      const bool vec = bx < nv;
+      int sr = 0, sg = 0, sb = 0;
+      for (int y = by; y < by + bh; ++y) {
+        for (int x = bx; x < bx + bw; ++x) {
+          const Px p = PixelAt(e, src, x, y);
+          putY(x, y, luma(p, vec));
+          sr += p.r, sg += p.g, sb += p.b;
+        }
+      }
+      if (e.sampling == 444) {
+        const Px p = PixelAt(e, src, bx, by);
+        if (!vec) {
+          putC(bx, by, f::ExactCb(p.r, p.g, p.b), f::ExactCr(p.r, p.g, p.b));
+        } else if (e.formB) {
+          putC(bx, by, f::FormBChroma(p.r, p.g, p.b, -9699, -19071, 28770),
+               f::FormBChroma(p.r, p.g, p.b, 28770, -24117, -4653));
+        } else {
+          putC(bx, by, chroma(sr, sg, sb, 1, true, false),
+               chroma(sr, sg, sb, 1, true, true));
+        }
+        if (e.out == Out::kAC4 && vec) at(0, 4 * bx + 3, by) = 0;
+      } else {
+        putC(bx / bw, by / bh, chroma(sr, sg, sb, bw * bh, vec, false),
+             chroma(sr, sg, sb, bw * bh, vec, true));
+      }
+    }
+    // The odd last column of 4:2:2: luma, and a half pair in packed rows.
+    if (e.sampling == 422 && w % 2 == 1) {
+      const Px p = PixelAt(e, src, w - 1, by);
+      putY(w - 1, by, f::ExactY(p.r, p.g, p.b));
+      if (e.out == Out::kC2) {
+        const int pos = e.c2[0] == 'Y' ? 1 : 0;  // the pixel's chroma byte
+        at(0, 2 * (w - 1) + pos, by) = f::HalfPairCb(p.r, p.g, p.b);
+      }
+    }
+  }
+  return out;
+}
+
+int ExpectedResult(const Export& e, KelImageSize roi) {
+  if (e.crFirst && (roi.width < 2 || roi.height < 2)) return kelErrSize;
+  if (e.sampling == 420 && (roi.width % 2 || roi.height % 2)) return 35;
+  if (e.sampling == 411 && roi.width % 4) return 35;
+  return 0;
+}
+
+// One random image of w x h through export e, checked against the reference
+// and the guards.
+void CheckOne(const Export& e, int w, int h, std::mt19937& rng) {
+  SCOPED_TRACE(std::string(e.name) + " " + std::to_string(w) + "x" +
+               std::to_string(h));
+  const auto src = MakeSrc(e, w, h, rng);
+  auto dst = MakeDst(e, w, h, rng);
+  for (auto& d : dst) d->FillRandom(rng);
+  const auto expected = Expected(e, src, dst, w, h);
+  ASSERT_EQ(Call(e, src, dst, {w, h}), ExpectedResult(e, {w, h}));
+  for (size_t i = 0; i < dst.size(); ++i) {
+    SCOPED_TRACE("plane " + std::to_string(i));
+    EXPECT_TRUE(
+        kel::test::SameBytes(expected[i], dst[i]->Image(), dst[i]->rowBytes()));
+    EXPECT_TRUE(
+        dst[i]->CanaryIntactOutside(dst[i]->rowBytes(), dst[i]->rows()));
+  }
+}
+
+// ---- Whole calls on random images
+// -------------------------------------------------
+
+class EncodeTest : public ::testing::TestWithParam<Export> {};
+
+TEST_P(EncodeTest, MatchesTheFormsAtEverySmallSize) {
+  auto rng = kel::test::TestRng();
+  ForEachDispatch([&] {
+    for (int h = 1; h <= 5; ++h)
+      for (int w = 1; w <= 70; ++w) CheckOne(GetParam(), w, h, rng);
+  });
+}
+
+TEST_P(EncodeTest, MatchesTheFormsOnLargerImages) {
+  auto rng = kel::test::TestRng();
+  ForEachDispatch([&] {
+    for (int w : {96, 100, 127, 128, 129, 143, 255, 301})
+      for (int h : {6, 17}) CheckOne(GetParam(), w, h, rng);
+  });
+}
+
+TEST_P(EncodeTest, BlackAndWhiteGiveTheRangeEnds) {
+  const Export& e = GetParam();
+  for (const int v : {0, 255}) {
+    ForEachDispatch([&] {
+      auto rng = kel::test::TestRng();
+      auto src = MakeSrc(e, 40, 4, rng);
+      for (auto& s : src) s->Fill(static_cast<uint8_t>(v));
+      auto dst = MakeDst(e, 40, 4, rng);
+      for (auto& d : dst) d->Fill(77);
+      ASSERT_EQ(Call(e, src, dst, {40, 4}), 0);
+      // Every sample of the region is written; collect what each plane got.
+      const uint8_t y = v ? 235 : 16;
+      for (size_t i = 0; i < dst.size(); ++i) {
+        const auto img = dst[i]->Image();
+        for (size_t k = 0; k < img.size(); ++k) {
+          uint8_t want = 128;
+          if (e.out == Out::kC3 || e.out == Out::kAC4) {
+            const size_t n = e.out == Out::kC3 ? 3 : 4;
+            // The fourth byte: 0 in the vector blocks (pixels 0..31), kept
+            // in the remainder.
+            const bool vec = k % (n * 40) / n < 32;
+            want = k % n == 0 ? y : k % n == 3 ? (vec ? 0 : 77) : 128;
+          } else if (e.out == Out::kC2) {
+            want = (k % 2 == 0) == (e.c2[0] == 'Y') ? y : 128;
+          } else if (i == 0) {
+            want = y;
+          }
+          ASSERT_EQ(img[k], want) << "plane " << i << " byte " << k;
+        }
+      }
+    });
+  }
+}
+
+// Null pointers first, then the size, then the plane pointers (the Cr-first
+// 4:2:0 members check plane pointers with the others and need 2x2); nothing
+// is written on any error.
+TEST_P(EncodeTest, ChecksArgumentsInOrderAndWritesNothingOnError) {
+  const Export& e = GetParam();
+  auto rng = kel::test::TestRng();
+  const auto src = MakeSrc(e, 8, 4, rng);
+  auto dst = MakeDst(e, 8, 4, rng);
+  std::vector<std::vector<uint8_t>> before;
+  for (auto& d : dst) before.push_back(d->Snapshot());
+  const bool planarIn = e.src == Src::kP3;
+  const bool planarOut = e.shape == Shape::kCP3 ||
+                         e.shape == Shape::kCP3Shared ||
+                         e.shape == Shape::kP3P3Shared;
+
+  // What a call gets: each pointer can be nulled by name.
+  struct Args {
+    const Kel8u* s[3] = {};
+    Kel8u* d[3] = {};
+    int steps[3] = {};
+    bool noSrcArray = false, noDstArray = false, noSteps = false;
+  };
+  auto valid = [&] {
+    Args a;
+    for (size_t i = 0; i < src.size(); ++i) a.s[i] = src[i]->data();
+    for (size_t i = 0; i < dst.size(); ++i)
+      a.d[i] = dst[i]->data(), a.steps[i] = dst[i]->step();
+    return a;
+  };
+  auto call = [&](const Args& a, KelImageSize roi) {
+    const KelResult r = CallRaw(e, a.noSrcArray ? nullptr : a.s, src[0]->step(),
+                                a.noDstArray ? nullptr : a.d,
+                                a.noSteps ? nullptr : a.steps, roi);
+    for (size_t i = 0; i < dst.size(); ++i)
+      EXPECT_TRUE(dst[i]->Unchanged(before[i])) << "plane " << i;
+    return r;
+  };
+  // Each top-level pointer, alone.
+  std::vector<Args> topNull;
+  Args a = valid();
+  if (planarIn) {
+    a.noSrcArray = true;
+  } else {
+    a.s[0] = nullptr;
+  }
+  topNull.push_back(a);
+  if (planarOut) {
+    a = valid(), a.noDstArray = true, topNull.push_back(a);
+  } else {
+    for (size_t i = 0; i < dst.size(); ++i)
+      a = valid(), a.d[i] = nullptr, topNull.push_back(a);
+  }
+  if (e.shape == Shape::kCP3)
+    a = valid(), a.noSteps = true, topNull.push_back(a);
+  // Each plane pointer inside an array, alone.
+  std::vector<Args> planeNull;
+  for (int i = 0; planarIn && i < 3; ++i)
+    a = valid(), a.s[i] = nullptr, planeNull.push_back(a);
+  for (int i = 0; planarOut && i < 3; ++i)
+    a = valid(), a.d[i] = nullptr, planeNull.push_back(a);
+
+  const KelImageSize bad[] = {{0, 4}, {8, 0}, {-3, 4}, {8, -1}, {0, 0}};
+  ForEachDispatch([&] {
+    for (const Args& n : topNull) {
+      EXPECT_EQ(call(n, {8, 4}), kelErrNullPtr);
+      for (const KelImageSize roi : bad) EXPECT_EQ(call(n, roi), kelErrNullPtr);
+    }
+    for (const KelImageSize roi : bad)
+      EXPECT_EQ(call(valid(), roi), kelErrSize);
+    if (e.crFirst) {
+      EXPECT_EQ(call(valid(), {1, 4}), kelErrSize);
+      EXPECT_EQ(call(valid(), {8, 1}), kelErrSize);
+    }
+    for (const Args& n : planeNull) {
+      EXPECT_EQ(call(n, {8, 4}), kelErrNullPtr);
+      EXPECT_EQ(call(n, {0, 4}), e.crFirst ? kelErrNullPtr : kelErrSize);
+    }
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(AllExports, EncodeTest, ::testing::ValuesIn(kExports),
+                         [](const auto& info) { return info.param.name; });
+
+}  // namespace
