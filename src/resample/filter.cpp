@@ -66,107 +66,103 @@ KEL_AVX2_INLINE __m256i Load16Wide(const uint8_t* p) {
 
 // ---- 4:2:0 -> 4:2:2, four taps --------------------------------------------
 
+// 16 interpolated samples from rows a, b, c, d.
 KEL_AVX2_INLINE __m256i Interp4Unit(const uint8_t* a, const uint8_t* b,
-                                    const uint8_t* c, const uint8_t* d, int x) {
-  return Interp4Lanes(Load16Wide(a + x), Load16Wide(b + x), Load16Wide(c + x),
-                      Load16Wide(d + x));
+                                    const uint8_t* c, const uint8_t* d) {
+  return Interp4Lanes(Load16Wide(a), Load16Wide(b), Load16Wide(c),
+                      Load16Wide(d));
 }
 
-// Interpolated planar row from rows a, b, c, d; returns the samples done.
-KEL_AVX2 int Interp4RowAvx2(const uint8_t* a, const uint8_t* b,
-                            const uint8_t* c, const uint8_t* d, uint8_t* dst,
-                            int n) {
+// The rows of one chroma row pair: `even` repeats row b, `odd` interpolates
+// between b and c (a above b, d below c). Returns the samples done.
+KEL_AVX2 int FourTapRowsAvx2(const uint8_t* a, const uint8_t* b,
+                             const uint8_t* c, const uint8_t* d, uint8_t* even,
+                             uint8_t* odd, int n) {
   int x = 0;
-  for (; x + 32 <= n; x += 32)
-    simd::Store(dst + x, simd::PackU8(Interp4Unit(a, b, c, d, x),
-                                      Interp4Unit(a, b, c, d, x + 16)));
+  for (; x + 32 <= n; x += 32) {
+    simd::Store(even + x, simd::Load(b + x));
+    simd::Store(odd + x, simd::PackU8(Interp4Unit(a + x, b + x, c + x, d + x),
+                                      Interp4Unit(a + x + 16, b + x + 16,
+                                                  c + x + 16, d + x + 16)));
+  }
   if (x + 16 <= n) {
-    const __m256i v = Interp4Unit(a, b, c, d, x);
-    simd::Store128(dst + x, _mm256_castsi256_si128(simd::PackU8(v, v)));
+    simd::Store128(even + x, simd::Load128(b + x));
+    const __m256i v = Interp4Unit(a + x, b + x, c + x, d + x);
+    simd::Store128(odd + x, _mm256_castsi256_si128(simd::PackU8(v, v)));
     x += 16;
   }
   return x;
 }
 
 template <class Isa>
-void Interp4Row(const uint8_t* a, const uint8_t* b, const uint8_t* c,
-                const uint8_t* d, uint8_t* dst, int n) {
+void FourTapRows(const uint8_t* a, const uint8_t* b, const uint8_t* c,
+                 const uint8_t* d, uint8_t* even, uint8_t* odd, int n) {
   int x = 0;
-  if constexpr (kIsAvx2<Isa>) x = Interp4RowAvx2(a, b, c, d, dst, n);
-  for (; x < n; ++x) dst[x] = Interp4(a[x], b[x], c[x], d[x]);
-}
-
-// 16 pairs from x on: Cb results in *vcb, Cr results in *vcr.
-KEL_AVX2_INLINE void Interp4PairUnit(const uint8_t* a, const uint8_t* b,
-                                     const uint8_t* c, const uint8_t* d, int x,
-                                     __m256i* vcb, __m256i* vcr) {
-  const __m256i ra = simd::Load(a + 2 * x), rb = simd::Load(b + 2 * x);
-  const __m256i rc = simd::Load(c + 2 * x), rd = simd::Load(d + 2 * x);
-  *vcb = Interp4Lanes(LowBytes(ra), LowBytes(rb), LowBytes(rc), LowBytes(rd));
-  *vcr =
-      Interp4Lanes(HighBytes(ra), HighBytes(rb), HighBytes(rc), HighBytes(rd));
-}
-
-// Interpolated row of interleaved pairs into a Cb row and a Cr row.
-KEL_AVX2 int Interp4PairsAvx2(const uint8_t* a, const uint8_t* b,
-                              const uint8_t* c, const uint8_t* d, uint8_t* cb,
-                              uint8_t* cr, int pairs) {
-  int x = 0;
-  __m256i cb0, cr0, cb1, cr1;
-  for (; x + 32 <= pairs; x += 32) {
-    Interp4PairUnit(a, b, c, d, x, &cb0, &cr0);
-    Interp4PairUnit(a, b, c, d, x + 16, &cb1, &cr1);
-    simd::Store(cb + x, simd::PackU8(cb0, cb1));
-    simd::Store(cr + x, simd::PackU8(cr0, cr1));
-  }
-  if (x + 16 <= pairs) {
-    Interp4PairUnit(a, b, c, d, x, &cb0, &cr0);
-    const __m256i v = simd::PackU8(cb0, cr0);
-    simd::Store128(cb + x, _mm256_castsi256_si128(v));
-    simd::Store128(cr + x, _mm256_extracti128_si256(v, 1));
-    x += 16;
-  }
-  return x;
-}
-
-template <class Isa>
-void Interp4Pairs(const uint8_t* a, const uint8_t* b, const uint8_t* c,
-                  const uint8_t* d, uint8_t* cb, uint8_t* cr, int pairs) {
-  int x = 0;
-  if constexpr (kIsAvx2<Isa>) x = Interp4PairsAvx2(a, b, c, d, cb, cr, pairs);
-  for (; x < pairs; ++x) {
-    cb[x] = Interp4(a[2 * x], b[2 * x], c[2 * x], d[2 * x]);
-    cr[x] = Interp4(a[2 * x + 1], b[2 * x + 1], c[2 * x + 1], d[2 * x + 1]);
+  if constexpr (kIsAvx2<Isa>) x = FourTapRowsAvx2(a, b, c, d, even, odd, n);
+  for (; x < n; ++x) {
+    even[x] = b[x];
+    odd[x] = Interp4(a[x], b[x], c[x], d[x]);
   }
 }
 
-// A row of interleaved pairs split into a Cb row and a Cr row.
-KEL_AVX2 int SplitPairsAvx2(const uint8_t* src, uint8_t* cb, uint8_t* cr,
-                            int pairs) {
+// 16 pairs from `off` bytes on, as Cb and Cr lanes of the repeated row b
+// (bcb, bcr) and of the interpolated row (icb, icr).
+struct PairLanes {
+  __m256i bcb, bcr, icb, icr;
+};
+KEL_AVX2_INLINE PairLanes FourTapPairUnit(const uint8_t* a, const uint8_t* b,
+                                          const uint8_t* c, const uint8_t* d,
+                                          int off) {
+  const __m256i ra = simd::Load(a + off), rb = simd::Load(b + off);
+  const __m256i rc = simd::Load(c + off), rd = simd::Load(d + off);
+  PairLanes v;
+  v.bcb = LowBytes(rb);
+  v.bcr = HighBytes(rb);
+  v.icb = Interp4Lanes(LowBytes(ra), v.bcb, LowBytes(rc), LowBytes(rd));
+  v.icr = Interp4Lanes(HighBytes(ra), v.bcr, HighBytes(rc), HighBytes(rd));
+  return v;
+}
+
+// The same from rows of interleaved pairs, into Cb and Cr planes.
+KEL_AVX2 int FourTapPairsAvx2(const uint8_t* a, const uint8_t* b,
+                              const uint8_t* c, const uint8_t* d,
+                              uint8_t* evenCb, uint8_t* evenCr, uint8_t* oddCb,
+                              uint8_t* oddCr, int pairs) {
   int x = 0;
   for (; x + 32 <= pairs; x += 32) {
-    const __m256i v0 = simd::Load(src + 2 * x);
-    const __m256i v1 = simd::Load(src + 2 * x + 32);
-    simd::Store(cb + x, simd::PackU8(LowBytes(v0), LowBytes(v1)));
-    simd::Store(cr + x, simd::PackU8(HighBytes(v0), HighBytes(v1)));
+    const PairLanes v0 = FourTapPairUnit(a, b, c, d, 2 * x);
+    const PairLanes v1 = FourTapPairUnit(a, b, c, d, 2 * x + 32);
+    simd::Store(evenCb + x, simd::PackU8(v0.bcb, v1.bcb));
+    simd::Store(evenCr + x, simd::PackU8(v0.bcr, v1.bcr));
+    simd::Store(oddCb + x, simd::PackU8(v0.icb, v1.icb));
+    simd::Store(oddCr + x, simd::PackU8(v0.icr, v1.icr));
   }
   if (x + 16 <= pairs) {
-    const __m256i v = simd::Load(src + 2 * x);
-    const __m256i p = simd::PackU8(LowBytes(v), HighBytes(v));
-    simd::Store128(cb + x, _mm256_castsi256_si128(p));
-    simd::Store128(cr + x, _mm256_extracti128_si256(p, 1));
+    const PairLanes v = FourTapPairUnit(a, b, c, d, 2 * x);
+    const __m256i e = simd::PackU8(v.bcb, v.bcr);
+    const __m256i o = simd::PackU8(v.icb, v.icr);
+    simd::Store128(evenCb + x, _mm256_castsi256_si128(e));
+    simd::Store128(evenCr + x, _mm256_extracti128_si256(e, 1));
+    simd::Store128(oddCb + x, _mm256_castsi256_si128(o));
+    simd::Store128(oddCr + x, _mm256_extracti128_si256(o, 1));
     x += 16;
   }
   return x;
 }
 
 template <class Isa>
-void SplitPairs(const uint8_t* src, uint8_t* cb, uint8_t* cr, int pairs) {
+void FourTapPairs(const uint8_t* a, const uint8_t* b, const uint8_t* c,
+                  const uint8_t* d, uint8_t* evenCb, uint8_t* evenCr,
+                  uint8_t* oddCb, uint8_t* oddCr, int pairs) {
   int x = 0;
-  if constexpr (kIsAvx2<Isa>) x = SplitPairsAvx2(src, cb, cr, pairs);
+  if constexpr (kIsAvx2<Isa>)
+    x = FourTapPairsAvx2(a, b, c, d, evenCb, evenCr, oddCb, oddCr, pairs);
   for (; x < pairs; ++x) {
-    cb[x] = src[2 * x];
-    cr[x] = src[2 * x + 1];
+    const int k = 2 * x;
+    evenCb[x] = b[k];
+    evenCr[x] = b[k + 1];
+    oddCb[x] = Interp4(a[k], b[k], c[k], d[k]);
+    oddCr[x] = Interp4(a[k + 1], b[k + 1], c[k + 1], d[k + 1]);
   }
 }
 
@@ -205,12 +201,10 @@ KelResult Filter420To422P3(const Kel8u* const pSrc[3], const int srcStep[3],
     uint8_t* dst = pDst[p + 1];
     const int dStep = dstStep[p + 1];
     for (int i = 0; i < n; ++i) {
-      const uint8_t* ci = RowAt(src, sStep, i);
-      frame::RowCopy<Isa>(ci, RowAt(dst, dStep, 2 * i),
-                          static_cast<uint32_t>(cw), false);
-      Interp4Row<Isa>(
-          EdgeRow(src, sStep, i - 1, n), ci, EdgeRow(src, sStep, i + 1, n),
-          EdgeRow(src, sStep, i + 2, n), RowAt(dst, dStep, 2 * i + 1), cw);
+      FourTapRows<Isa>(EdgeRow(src, sStep, i - 1, n), RowAt(src, sStep, i),
+                       EdgeRow(src, sStep, i + 1, n),
+                       EdgeRow(src, sStep, i + 2, n), RowAt(dst, dStep, 2 * i),
+                       RowAt(dst, dStep, 2 * i + 1), cw);
     }
   }
   return kelOk;
@@ -251,12 +245,12 @@ KelResult YCbCr420ToYCbCr422FilterP2P3R(const Kel8u* pSrcY, int srcYStep,
 
   CopyLuma<Isa>(pSrcY, srcYStep, pDst[0], dstStep[0], w, h);
   for (int i = 0; i < n; ++i) {
-    const uint8_t* ci = RowAt(pSrcCbCr, srcCbCrStep, i);
-    SplitPairs<Isa>(ci, RowAt(pDst[1], dstStep[1], 2 * i),
-                    RowAt(pDst[2], dstStep[2], 2 * i), cw);
-    Interp4Pairs<Isa>(EdgeRow(pSrcCbCr, srcCbCrStep, i - 1, n), ci,
+    FourTapPairs<Isa>(EdgeRow(pSrcCbCr, srcCbCrStep, i - 1, n),
+                      RowAt(pSrcCbCr, srcCbCrStep, i),
                       EdgeRow(pSrcCbCr, srcCbCrStep, i + 1, n),
                       EdgeRow(pSrcCbCr, srcCbCrStep, i + 2, n),
+                      RowAt(pDst[1], dstStep[1], 2 * i),
+                      RowAt(pDst[2], dstStep[2], 2 * i),
                       RowAt(pDst[1], dstStep[1], 2 * i + 1),
                       RowAt(pDst[2], dstStep[2], 2 * i + 1), cw);
   }
