@@ -1,0 +1,758 @@
+// YCbCr to RGB and BGR: one kernel family for every sampling and layout.
+//
+// A conversion is put together from three parts:
+//
+//   - a source, which knows the sampling (4:4:4, 4:2:2, 4:2:0, 4:1:1) and
+//     the layout (planes, a luma plane plus a plane of chroma pairs, packed
+//     4:2:2 in one of its byte orders, packed 4:4:4); Cr-first sources are
+//     the Cb-first ones with their chroma exchanged;
+//   - a form, the fixed-point arithmetic of one member (forms.h states each
+//     one per pixel; the structs below add its vector body);
+//   - a destination: packed RGB or BGR with three or four bytes per pixel,
+//     or three planes.
+//
+// Every row is split the same way on every processor: the body, which
+// uses the member's form, then for the members that have one a remainder of
+// the last (width / 2) mod 8 pixel pairs in the rounded 2^16 form. The
+// portable build runs the scalar forms over the whole row; the AVX2 build
+// runs the body in blocks of 32 pixels and the rest of the body with the
+// same scalar form, so both give the same bytes.
+//
+// Subsampled images convert whole chroma blocks only: an odd last column
+// (4:2:2, 4:2:0), the last width mod 4 columns (4:1:1) and an odd last row
+// (4:2:0) are left untouched.
+#pragma once
+
+#include <immintrin.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "frame/isa.h"
+#include "frame/simd_avx2.h"
+#include "ycbcr/forms.h"
+
+namespace kel::ycbcr::dec {
+
+inline const uint8_t* RowOf(const uint8_t* p, int step, int row) {
+  return p + static_cast<ptrdiff_t>(step) * row;
+}
+inline uint8_t* RowOf(uint8_t* p, int step, int row) {
+  return p + static_cast<ptrdiff_t>(step) * row;
+}
+
+// ---- Vector helpers ------------------------------------------------------
+
+// A byte-shuffle mask, the same in both 128-bit lanes; -1 writes zero.
+struct Mask32 {
+  alignas(32) int8_t b[32];
+};
+
+KEL_AVX2_INLINE __m256i MaskVec(const Mask32& m) { return simd::Load(m.b); }
+
+// Two 16-byte loads side by side: `lo` in the low lane, `hi` in the high.
+KEL_AVX2_INLINE __m256i Load2x128(const void* lo, const void* hi) {
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(simd::Load128(lo)),
+                                 simd::Load128(hi), 1);
+}
+
+// 128 * (v - offset) in 16-bit lanes: the scaled difference of the forms.
+KEL_AVX2_INLINE __m256i Scaled(__m256i v, int offset) {
+  return _mm256_slli_epi16(_mm256_sub_epi16(v, simd::Set16(offset)), 7);
+}
+
+// The per-chroma-sample terms of a form, in 16-bit lanes. Their meaning
+// belongs to the form; sources only move them around.
+struct Terms {
+  __m256i a, b, c;
+};
+
+// Each term duplicated, for the pixels of 2-pixel chroma blocks: lanes
+// [t0..t7 | t8..t15] become [t0 t0 .. t3 t3 | t8 t8 .. t11 t11] (DupLo) and
+// [t4 t4 .. t7 t7 | t12 t12 .. t15 t15] (DupHi).
+KEL_AVX2_INLINE Terms DupLo(const Terms& t) {
+  return {_mm256_unpacklo_epi16(t.a, t.a), _mm256_unpacklo_epi16(t.b, t.b),
+          _mm256_unpacklo_epi16(t.c, t.c)};
+}
+KEL_AVX2_INLINE Terms DupHi(const Terms& t) {
+  return {_mm256_unpackhi_epi16(t.a, t.a), _mm256_unpackhi_epi16(t.b, t.b),
+          _mm256_unpackhi_epi16(t.c, t.c)};
+}
+
+// ---- Forms ---------------------------------------------------------------
+//
+// Each form has
+//   Scalar(Y, Cb, Cr)          the per-pixel definition from forms.h;
+//   Chroma(cb, cr) -> Terms    its chroma part, from Cb and Cr in 16-bit
+//                              lanes, once per chroma sample;
+//   Rgb(y, terms, &r, &g, &b)  the per-pixel part, from Y in 16-bit lanes,
+//                              giving 16-bit results that the caller clamps
+//                              to 0..255 with an unsigned saturating pack.
+//
+// For 8-bit inputs none of the 16-bit sums of the 2^12 and 2^13 forms comes
+// near the 16-bit limits (|sum| < 9000), so the saturating additions never
+// saturate and the rounding term can be added to the luma part once. The
+// exhaustive tests over all 2^24 inputs hold the vector body to the scalar
+// definition.
+
+// Inverse form P: 2^13, truncating (the 4:4:4 planar member).
+struct FormP {
+  static Rgb8 Scalar(int y, int cb, int cr) { return InverseP(y, cb, cr); }
+  KEL_AVX2_INLINE static Terms Chroma(__m256i cb, __m256i cr) {
+    const __m256i u = Scaled(cb, 128), v = Scaled(cr, 128);
+    return {simd::MulHiS16(v, simd::Set16(13074)),
+            _mm256_add_epi16(simd::MulHiS16(v, simd::Set16(-6660)),
+                             simd::MulHiS16(u, simd::Set16(-3203))),
+            simd::MulHiS16(u, simd::Set16(16523))};
+  }
+  KEL_AVX2_INLINE static void Rgb(__m256i y, const Terms& t, __m256i* r,
+                                  __m256i* g, __m256i* b) {
+    const __m256i yp = simd::MulHiS16(Scaled(y, 16), simd::Set16(9536));
+    *r = _mm256_srai_epi16(simd::AddSatS16(yp, t.a), 4);
+    *g = _mm256_srai_epi16(simd::AddSatS16(yp, t.b), 4);
+    *b = _mm256_srai_epi16(simd::AddSatS16(yp, t.c), 4);
+  }
+};
+
+// Inverse form Q: 2^13, rounded.
+struct FormQ {
+  static Rgb8 Scalar(int y, int cb, int cr) { return InverseQ(y, cb, cr); }
+  KEL_AVX2_INLINE static Terms Chroma(__m256i cb, __m256i cr) {
+    const __m256i u = Scaled(cb, 128), v = Scaled(cr, 128);
+    return {simd::MulHiS16(v, simd::Set16(13074)),
+            _mm256_add_epi16(simd::MulHiS16(v, simd::Set16(6660)),
+                             simd::MulHiS16(u, simd::Set16(3211))),
+            simd::MulHiS16(u, simd::Set16(16523))};
+  }
+  KEL_AVX2_INLINE static void Rgb(__m256i y, const Terms& t, __m256i* r,
+                                  __m256i* g, __m256i* b) {
+    const __m256i yp = _mm256_add_epi16(
+        simd::MulHiS16(Scaled(y, 16), simd::Set16(9535)), simd::Set16(8));
+    *r = _mm256_srai_epi16(simd::AddSatS16(yp, t.a), 4);
+    *g = _mm256_srai_epi16(_mm256_sub_epi16(yp, t.b), 4);
+    *b = _mm256_srai_epi16(simd::AddSatS16(yp, t.c), 4);
+  }
+};
+
+// Inverse form R: 2^12, rounded. The workhorse of the family.
+struct FormR {
+  static Rgb8 Scalar(int y, int cb, int cr) { return InverseR(y, cb, cr); }
+  KEL_AVX2_INLINE static Terms Chroma(__m256i cb, __m256i cr) {
+    const __m256i u = Scaled(cb, 128), v = Scaled(cr, 128);
+    return {simd::MulHiS16(v, simd::Set16(6537)),
+            _mm256_add_epi16(simd::MulHiS16(v, simd::Set16(3330)),
+                             simd::MulHiS16(u, simd::Set16(1605))),
+            simd::MulHiS16(u, simd::Set16(8263))};
+  }
+  KEL_AVX2_INLINE static void Rgb(__m256i y, const Terms& t, __m256i* r,
+                                  __m256i* g, __m256i* b) {
+    const __m256i yp = _mm256_add_epi16(
+        simd::MulHiS16(Scaled(y, 16), simd::Set16(4769)), simd::Set16(4));
+    *r = _mm256_srai_epi16(simd::AddSatS16(yp, t.a), 3);
+    *g = _mm256_srai_epi16(_mm256_sub_epi16(yp, t.b), 3);
+    *b = _mm256_srai_epi16(simd::AddSatS16(yp, t.c), 3);
+  }
+};
+
+// Inverse form R with the offsets folded into its constants: it takes the
+// samples as stored (128 Y, 128 Cb, 128 Cr fit signed 16-bit lanes).
+struct FormRFolded {
+  static Rgb8 Scalar(int y, int cb, int cr) {
+    return InverseRFolded(y, cb, cr);
+  }
+  KEL_AVX2_INLINE static Terms Chroma(__m256i cb, __m256i cr) {
+    const __m256i u = _mm256_slli_epi16(cb, 7), v = _mm256_slli_epi16(cr, 7);
+    return {
+        _mm256_sub_epi16(simd::MulHiS16(v, simd::Set16(6537)),
+                         simd::Set16(1779)),
+        _mm256_sub_epi16(simd::AddSatS16(simd::MulHiS16(u, simd::Set16(1605)),
+                                         simd::MulHiS16(v, simd::Set16(3330))),
+                         simd::Set16(1089)),
+        _mm256_sub_epi16(simd::MulHiS16(u, simd::Set16(8263)),
+                         simd::Set16(2211))};
+  }
+  KEL_AVX2_INLINE static void Rgb(__m256i y, const Terms& t, __m256i* r,
+                                  __m256i* g, __m256i* b) {
+    const __m256i yp =
+        simd::MulHiS16(_mm256_slli_epi16(y, 7), simd::Set16(4769));
+    *r = _mm256_srai_epi16(simd::AddSatS16(yp, t.a), 3);
+    *g = _mm256_srai_epi16(_mm256_sub_epi16(yp, t.b), 3);
+    *b = _mm256_srai_epi16(simd::AddSatS16(yp, t.c), 3);
+  }
+};
+
+// Signed 16-bit lanes widened to 32 bits, in the order of the in-lane
+// unpacks: lanes 0..3 of each half (Lo), lanes 4..7 (Hi).
+KEL_AVX2_INLINE __m256i SignedLo32(__m256i x) {
+  return _mm256_srai_epi32(_mm256_unpacklo_epi16(x, x), 16);
+}
+KEL_AVX2_INLINE __m256i SignedHi32(__m256i x) {
+  return _mm256_srai_epi32(_mm256_unpackhi_epi16(x, x), 16);
+}
+
+// The 2^16 forms work in 32-bit lanes. Their terms are just Cb - 128 and
+// Cr - 128; Rgb widens each half of the 16-bit lanes, computes, and packs
+// back with signed saturation (every result lies well inside 16 bits, and
+// the final unsigned pack clamps to 0..255 as the table of the scalar form
+// does).
+template <bool kRounded>
+struct Form2p16 {
+  static Rgb8 Scalar(int y, int cb, int cr) {
+    if constexpr (kRounded) {
+      return Inverse16(y, cb, cr);
+    } else {
+      return InverseS(y, cb, cr);
+    }
+  }
+  KEL_AVX2_INLINE static Terms Chroma(__m256i cb, __m256i cr) {
+    return {_mm256_sub_epi16(cb, simd::Set16(128)),
+            _mm256_sub_epi16(cr, simd::Set16(128)), _mm256_setzero_si256()};
+  }
+  // Y, Cb - 128 and Cr - 128 in 32-bit lanes to R, G, B in 32-bit lanes.
+  KEL_AVX2_INLINE static void Rgb32(__m256i y, __m256i u, __m256i v, __m256i* r,
+                                    __m256i* g, __m256i* b) {
+    const __m256i yy = _mm256_add_epi32(
+        _mm256_mullo_epi32(y, _mm256_set1_epi32(76284)),
+        _mm256_set1_epi32(kRounded ? 32768 - 1220544 : -1220544));
+    *r = _mm256_srai_epi32(
+        _mm256_add_epi32(yy, _mm256_mullo_epi32(v, _mm256_set1_epi32(104595))),
+        16);
+    *g = _mm256_srai_epi32(
+        _mm256_sub_epi32(_mm256_sub_epi32(yy, _mm256_mullo_epi32(
+                                                  v, _mm256_set1_epi32(53281))),
+                         _mm256_mullo_epi32(u, _mm256_set1_epi32(25690))),
+        16);
+    *b = _mm256_srai_epi32(
+        _mm256_add_epi32(yy, _mm256_mullo_epi32(u, _mm256_set1_epi32(132186))),
+        16);
+  }
+  KEL_AVX2_INLINE static void Rgb(__m256i y, const Terms& t, __m256i* r,
+                                  __m256i* g, __m256i* b) {
+    const __m256i zero = _mm256_setzero_si256();
+    __m256i r0, g0, b0, r1, g1, b1;
+    Rgb32(_mm256_unpacklo_epi16(y, zero), SignedLo32(t.a), SignedLo32(t.b), &r0,
+          &g0, &b0);
+    Rgb32(_mm256_unpackhi_epi16(y, zero), SignedHi32(t.a), SignedHi32(t.b), &r1,
+          &g1, &b1);
+    *r = _mm256_packs_epi32(r0, r1);
+    *g = _mm256_packs_epi32(g0, g1);
+    *b = _mm256_packs_epi32(b0, b1);
+  }
+};
+using Form16 = Form2p16<true>;
+using FormS = Form2p16<false>;
+
+// ---- Vector blocks of 32 pixels -------------------------------------------
+//
+// A block holds Y of 32 pixels of a row in two vectors of 16-bit lanes,
+// lo = pixels [0..7 | 16..23] and hi = pixels [8..15 | 24..31] (the order
+// of the in-lane byte unpacks, which the final unsigned pack undoes), and
+// the form's terms for the same lanes.
+
+// Terms of 32 pixels from chroma in 16-bit lanes, by horizontal sampling.
+// Per pixel: two vectors in block order. Per pair: one vector of 16 samples
+// [c0..c7 | c8..c15]. Per four pixels: samples c0..c3 in the low lane's
+// first four lanes, c4..c7 in the high lane's.
+template <class Form>
+KEL_AVX2_INLINE void PairTerms(__m256i cb, __m256i cr, Terms* lo, Terms* hi) {
+  const Terms t = Form::Chroma(cb, cr);
+  *lo = DupLo(t);
+  *hi = DupHi(t);
+}
+template <class Form>
+KEL_AVX2_INLINE void QuadTerms(__m256i cb, __m256i cr, Terms* lo, Terms* hi) {
+  const Terms t = DupLo(Form::Chroma(cb, cr));
+  *lo = DupLo(t);
+  *hi = DupHi(t);
+}
+
+// 16 bytes zero-extended to 16-bit lanes [b0..b7 | b8..b15].
+KEL_AVX2_INLINE __m256i Widen16(const uint8_t* p) {
+  return simd::WidenU8(simd::Load128(p));
+}
+// 8 bytes zero-extended, b0..b3 in the low lane, b4..b7 in the high lane.
+KEL_AVX2_INLINE __m256i Widen8Split(const uint8_t* p) {
+  const __m128i w =
+      _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+  return _mm256_permute4x64_epi64(_mm256_castsi128_si256(w), 0x50);
+}
+KEL_AVX2_INLINE void SplitBytes(__m256i v, __m256i* lo, __m256i* hi) {
+  *lo = _mm256_unpacklo_epi8(v, _mm256_setzero_si256());
+  *hi = _mm256_unpackhi_epi8(v, _mm256_setzero_si256());
+}
+
+// ---- Sources -------------------------------------------------------------
+//
+// A source describes the image; At(row) gives the view of one row group
+// (two luma rows sharing a chroma row for 4:2:0, else one row). A view has
+//   Y(k, x), Cb(k, x), Cr(k, x)   the samples of pixel x of luma row k of
+//                                 the group, for the scalar path;
+//   Load<Form>(x, yLo, yHi, lo, hi)  a vector block at pixel x.
+
+// Planar Y, Cb, Cr. kSubX is the horizontal chroma sampling (1, 2 or 4);
+// kPairRows makes row pairs share one chroma row (4:2:0).
+template <int kSubX, bool kPairRows>
+struct PlanarSrc {
+  static constexpr int kSubXv = kSubX;
+  static constexpr int kGroupRows = kPairRows ? 2 : 1;
+  const uint8_t* p[3];
+  int step[3];
+
+  PlanarSrc(const uint8_t* const planes[3], const int steps[3],
+            bool crFirst = false)
+      : p{planes[0], planes[crFirst ? 2 : 1], planes[crFirst ? 1 : 2]},
+        step{steps[0], steps[crFirst ? 2 : 1], steps[crFirst ? 1 : 2]} {}
+
+  struct View {
+    const uint8_t* y[kGroupRows];
+    const uint8_t* cb;
+    const uint8_t* cr;
+    int Y(int k, int x) const { return y[k][x]; }
+    int Cb(int, int x) const { return cb[x / kSubX]; }
+    int Cr(int, int x) const { return cr[x / kSubX]; }
+
+    template <class Form>
+    KEL_AVX2_INLINE void Load(int x, __m256i* yLo, __m256i* yHi, Terms* lo,
+                              Terms* hi) const {
+      for (int k = 0; k < kGroupRows; ++k)
+        SplitBytes(simd::Load(y[k] + x), &yLo[k], &yHi[k]);
+      if constexpr (kSubX == 1) {
+        __m256i cbLo, cbHi, crLo, crHi;
+        SplitBytes(simd::Load(cb + x), &cbLo, &cbHi);
+        SplitBytes(simd::Load(cr + x), &crLo, &crHi);
+        *lo = Form::Chroma(cbLo, crLo);
+        *hi = Form::Chroma(cbHi, crHi);
+      } else if constexpr (kSubX == 2) {
+        PairTerms<Form>(Widen16(cb + x / 2), Widen16(cr + x / 2), lo, hi);
+      } else {
+        QuadTerms<Form>(Widen8Split(cb + x / 4), Widen8Split(cr + x / 4), lo,
+                        hi);
+      }
+    }
+  };
+
+  View At(int row) const {
+    View v;
+    for (int k = 0; k < kGroupRows; ++k) v.y[k] = RowOf(p[0], step[0], row + k);
+    const int crow = kPairRows ? row / 2 : row;
+    v.cb = RowOf(p[1], step[1], crow);
+    v.cr = RowOf(p[2], step[2], crow);
+    return v;
+  }
+  static int Rows(int height) { return kPairRows ? height & ~1 : height; }
+};
+
+// 4:2:0 planes whose chroma is filtered vertically before use.
+//
+// 4:2:0 chroma is sited between the two luma rows of its row pair, so
+// replicating it shifts colour edges by half a chroma row. Here each luma row
+// takes three quarters of its own chroma row and one quarter of the nearer
+// neighbouring chroma row (the one above for the upper row of a pair, the one
+// below for the lower row): (2c + c + n + 2) >> 2, the weights of linear
+// interpolation at the luma row's position. At the top and bottom of the
+// image the neighbour is the row itself, so flat chroma passes unchanged.
+// Horizontally chroma is replicated, as in every other member.
+struct FilteredPlanarSrc {
+  static constexpr int kSubXv = 2;
+  static constexpr int kGroupRows = 1;
+  const uint8_t* p[3];
+  int step[3];
+  int chromaRows;
+
+  FilteredPlanarSrc(const uint8_t* const planes[3], const int steps[3],
+                    int height, bool crFirst)
+      : p{planes[0], planes[crFirst ? 2 : 1], planes[crFirst ? 1 : 2]},
+        step{steps[0], steps[crFirst ? 2 : 1], steps[crFirst ? 1 : 2]},
+        chromaRows(height / 2) {}
+
+  static int Filter(int own, int near) {
+    return (2 * own + own + near + 2) >> 2;
+  }
+
+  struct View {
+    const uint8_t* y;
+    const uint8_t* cb[2];  // own chroma row, nearer neighbour
+    const uint8_t* cr[2];
+    int Y(int, int x) const { return y[x]; }
+    int Cb(int, int x) const { return Filter(cb[0][x / 2], cb[1][x / 2]); }
+    int Cr(int, int x) const { return Filter(cr[0][x / 2], cr[1][x / 2]); }
+
+    KEL_AVX2_INLINE static __m256i Filtered(const uint8_t* own,
+                                            const uint8_t* near) {
+      const __m256i o = Widen16(own), n = Widen16(near);
+      const __m256i sum =
+          _mm256_add_epi16(_mm256_add_epi16(o, o), _mm256_add_epi16(o, n));
+      return _mm256_srli_epi16(_mm256_add_epi16(sum, simd::Set16(2)), 2);
+    }
+    template <class Form>
+    KEL_AVX2_INLINE void Load(int x, __m256i* yLo, __m256i* yHi, Terms* lo,
+                              Terms* hi) const {
+      SplitBytes(simd::Load(y + x), yLo, yHi);
+      PairTerms<Form>(Filtered(cb[0] + x / 2, cb[1] + x / 2),
+                      Filtered(cr[0] + x / 2, cr[1] + x / 2), lo, hi);
+    }
+  };
+
+  View At(int row) const {
+    const int own = row / 2;
+    const int near =
+        (row & 1) ? std::min(own + 1, chromaRows - 1) : std::max(own - 1, 0);
+    return {RowOf(p[0], step[0], row),
+            {RowOf(p[1], step[1], own), RowOf(p[1], step[1], near)},
+            {RowOf(p[2], step[2], own), RowOf(p[2], step[2], near)}};
+  }
+  static int Rows(int height) { return height & ~1; }
+};
+
+// 4:2:0 as a luma plane and a plane of interleaved chroma pairs, Cb first
+// (or Cr first).
+template <bool kCrFirst>
+struct SemiPlanarSrc {
+  static constexpr int kSubXv = 2;
+  static constexpr int kGroupRows = 2;
+  const uint8_t* py;
+  int yStep;
+  const uint8_t* pc;
+  int cStep;
+
+  struct View {
+    const uint8_t* y[2];
+    const uint8_t* c;
+    int Y(int k, int x) const { return y[k][x]; }
+    int Cb(int, int x) const { return c[(x & ~1) + (kCrFirst ? 1 : 0)]; }
+    int Cr(int, int x) const { return c[(x & ~1) + (kCrFirst ? 0 : 1)]; }
+
+    template <class Form>
+    KEL_AVX2_INLINE void Load(int x, __m256i* yLo, __m256i* yHi, Terms* lo,
+                              Terms* hi) const {
+      SplitBytes(simd::Load(y[0] + x), &yLo[0], &yHi[0]);
+      SplitBytes(simd::Load(y[1] + x), &yLo[1], &yHi[1]);
+      const __m256i pairs = simd::Load(c + x);  // 16 pairs, 16-bit lanes
+      const __m256i first = _mm256_and_si256(pairs, simd::Set16(0xFF));
+      const __m256i second = _mm256_srli_epi16(pairs, 8);
+      if constexpr (kCrFirst) {
+        PairTerms<Form>(second, first, lo, hi);
+      } else {
+        PairTerms<Form>(first, second, lo, hi);
+      }
+    }
+  };
+
+  View At(int row) const {
+    return {{RowOf(py, yStep, row), RowOf(py, yStep, row + 1)},
+            RowOf(pc, cStep, row / 2)};
+  }
+  static int Rows(int height) { return height & ~1; }
+};
+
+// Packed 4:2:2: four bytes per pixel pair. kYAt is the offset of the first
+// luma byte (0 for Y0 C Y1 C', 1 for C Y0 C' Y1); kCbFirst tells whether the
+// first chroma byte of the pair is Cb.
+template <int kYAt, bool kCbFirst>
+struct Packed422Src {
+  static constexpr int kSubXv = 2;
+  static constexpr int kGroupRows = 1;
+  const uint8_t* p;
+  int step;
+
+  struct View {
+    const uint8_t* s;
+    int Y(int, int x) const { return s[2 * x + kYAt]; }
+    int Cb(int, int x) const {
+      return s[4 * (x / 2) + (1 - kYAt) + (kCbFirst ? 0 : 2)];
+    }
+    int Cr(int, int x) const {
+      return s[4 * (x / 2) + (1 - kYAt) + (kCbFirst ? 2 : 0)];
+    }
+
+    template <class Form>
+    KEL_AVX2_INLINE void Load(int x, __m256i* yLo, __m256i* yHi, Terms* lo,
+                              Terms* hi) const {
+      // 16-bit lanes holding one pixel each (its Y and one chroma byte), in
+      // block order.
+      const uint8_t* b = s + 2 * x;
+      const __m256i l = Load2x128(b, b + 32), h = Load2x128(b + 16, b + 48);
+      const __m256i low = simd::Set16(0xFF);
+      __m256i cl, ch;
+      if constexpr (kYAt == 0) {
+        *yLo = _mm256_and_si256(l, low);
+        *yHi = _mm256_and_si256(h, low);
+        cl = _mm256_srli_epi16(l, 8);
+        ch = _mm256_srli_epi16(h, 8);
+      } else {
+        *yLo = _mm256_srli_epi16(l, 8);
+        *yHi = _mm256_srli_epi16(h, 8);
+        cl = _mm256_and_si256(l, low);
+        ch = _mm256_and_si256(h, low);
+      }
+      // Pairs [0..3 | 8..11] and [4..7 | 12..15] in 32-bit lanes, first
+      // chroma byte low: packing them gives [c0..c7 | c8..c15].
+      const __m256i lowWord = _mm256_set1_epi32(0xFFFF);
+      const __m256i first = _mm256_packus_epi32(_mm256_and_si256(cl, lowWord),
+                                                _mm256_and_si256(ch, lowWord));
+      const __m256i second = _mm256_packus_epi32(_mm256_srli_epi32(cl, 16),
+                                                 _mm256_srli_epi32(ch, 16));
+      if constexpr (kCbFirst) {
+        PairTerms<Form>(first, second, lo, hi);
+      } else {
+        PairTerms<Form>(second, first, lo, hi);
+      }
+    }
+  };
+
+  View At(int row) const { return {RowOf(p, step, row)}; }
+  static int Rows(int height) { return height; }
+};
+
+// Shuffle masks that gather channel `ch` of 8 pixels of a packed 3-byte
+// image into 16-bit lanes, from the 48 bytes held lane-wise by three
+// vectors (`part` picks which two of the three this mask reads: `which` 0 is
+// the first of them). Half 0 is pixels 0..7 of the 16, half 1 pixels 8..15.
+constexpr Mask32 GatherC3Mask(int ch, int half, int which) {
+  Mask32 m{};
+  for (int lane = 0; lane < 2; ++lane) {
+    for (int i = 0; i < 8; ++i) {
+      const int byte = 3 * (8 * half + i) + ch;  // within the 48 bytes
+      const int vec = byte / 16 - half;          // 0 or 1 of the two read
+      m.b[16 * lane + 2 * i] =
+          static_cast<int8_t>(vec == which ? byte % 16 : -1);
+      m.b[16 * lane + 2 * i + 1] = -1;
+    }
+  }
+  return m;
+}
+
+// Packed 4:4:4 Y, Cb, Cr, three bytes per pixel.
+struct Packed444Src {
+  static constexpr int kSubXv = 1;
+  static constexpr int kGroupRows = 1;
+  const uint8_t* p;
+  int step;
+
+  struct View {
+    const uint8_t* s;
+    int Y(int, int x) const { return s[3 * x]; }
+    int Cb(int, int x) const { return s[3 * x + 1]; }
+    int Cr(int, int x) const { return s[3 * x + 2]; }
+
+    template <class Form>
+    KEL_AVX2_INLINE void Load(int x, __m256i* yLo, __m256i* yHi, Terms* lo,
+                              Terms* hi) const {
+      static constexpr Mask32 kMasks[3][2][2] = {
+          {{GatherC3Mask(0, 0, 0), GatherC3Mask(0, 0, 1)},
+           {GatherC3Mask(0, 1, 0), GatherC3Mask(0, 1, 1)}},
+          {{GatherC3Mask(1, 0, 0), GatherC3Mask(1, 0, 1)},
+           {GatherC3Mask(1, 1, 0), GatherC3Mask(1, 1, 1)}},
+          {{GatherC3Mask(2, 0, 0), GatherC3Mask(2, 0, 1)},
+           {GatherC3Mask(2, 1, 0), GatherC3Mask(2, 1, 1)}}};
+      // Pixels 0..15 in the low lanes, 16..31 in the high lanes.
+      const uint8_t* b = s + 3 * x;
+      const __m256i v0 = Load2x128(b, b + 48), v1 = Load2x128(b + 16, b + 64),
+                    v2 = Load2x128(b + 32, b + 80);
+      __m256i c[3][2];
+      for (int ch = 0; ch < 3; ++ch) {
+        c[ch][0] =
+            _mm256_or_si256(_mm256_shuffle_epi8(v0, MaskVec(kMasks[ch][0][0])),
+                            _mm256_shuffle_epi8(v1, MaskVec(kMasks[ch][0][1])));
+        c[ch][1] =
+            _mm256_or_si256(_mm256_shuffle_epi8(v1, MaskVec(kMasks[ch][1][0])),
+                            _mm256_shuffle_epi8(v2, MaskVec(kMasks[ch][1][1])));
+      }
+      *yLo = c[0][0];
+      *yHi = c[0][1];
+      *lo = Form::Chroma(c[1][0], c[2][0]);
+      *hi = Form::Chroma(c[1][1], c[2][1]);
+    }
+  };
+
+  View At(int row) const { return {RowOf(p, step, row)}; }
+  static int Rows(int height) { return height; }
+};
+
+// ---- Destinations --------------------------------------------------------
+//
+// At(row) gives a row view with Put(x, rgb) for one pixel and
+// Write32(x, r, g, b) for 32 pixels whose channels are bytes in pixel order.
+
+// Shuffle masks that interleave three byte vectors into packed 3-byte pixels:
+// output vector `part` (bytes 16 part .. 16 part + 15 of each lane's 48),
+// taking channel `ch` of the 16 pixels of the lane.
+constexpr Mask32 InterleaveC3Mask(int part, int ch) {
+  Mask32 m{};
+  for (int lane = 0; lane < 2; ++lane) {
+    for (int j = 0; j < 16; ++j) {
+      const int out = 16 * part + j;
+      m.b[16 * lane + j] = static_cast<int8_t>(out % 3 == ch ? out / 3 : -1);
+    }
+  }
+  return m;
+}
+
+KEL_AVX2_INLINE void StoreC3(uint8_t* d, __m256i c0, __m256i c1, __m256i c2) {
+  static constexpr Mask32 kMasks[3][3] = {
+      {InterleaveC3Mask(0, 0), InterleaveC3Mask(0, 1), InterleaveC3Mask(0, 2)},
+      {InterleaveC3Mask(1, 0), InterleaveC3Mask(1, 1), InterleaveC3Mask(1, 2)},
+      {InterleaveC3Mask(2, 0), InterleaveC3Mask(2, 1), InterleaveC3Mask(2, 2)}};
+  __m256i o[3];
+  for (int part = 0; part < 3; ++part) {
+    o[part] = _mm256_or_si256(
+        _mm256_or_si256(_mm256_shuffle_epi8(c0, MaskVec(kMasks[part][0])),
+                        _mm256_shuffle_epi8(c1, MaskVec(kMasks[part][1]))),
+        _mm256_shuffle_epi8(c2, MaskVec(kMasks[part][2])));
+  }
+  // Each lane now holds 48 bytes of output in three parts: lane 0 is pixels
+  // 0..15, lane 1 pixels 16..31.
+  simd::Store(d, _mm256_permute2x128_si256(o[0], o[1], 0x20));
+  simd::Store(d + 32, _mm256_permute2x128_si256(o[2], o[0], 0x30));
+  simd::Store(d + 64, _mm256_permute2x128_si256(o[1], o[2], 0x31));
+}
+
+// Packed three bytes per pixel, R G B or B G R.
+template <bool kBgr>
+struct PackedC3Dst {
+  uint8_t* p;
+  int step;
+  struct View {
+    uint8_t* d;
+    void Put(int x, Rgb8 c) const {
+      d[3 * x] = kBgr ? c.b : c.r;
+      d[3 * x + 1] = c.g;
+      d[3 * x + 2] = kBgr ? c.r : c.b;
+    }
+    KEL_AVX2_INLINE void Write32(int x, __m256i r, __m256i g, __m256i b) const {
+      if constexpr (kBgr) {
+        StoreC3(d + 3 * x, b, g, r);
+      } else {
+        StoreC3(d + 3 * x, r, g, b);
+      }
+    }
+  };
+  View At(int row) const { return {RowOf(p, step, row)}; }
+};
+
+// Packed four bytes per pixel, R G B A or B G R A, A the caller's value.
+template <bool kBgr>
+struct PackedC4Dst {
+  uint8_t* p;
+  int step;
+  uint8_t alpha;
+  struct View {
+    uint8_t* d;
+    uint8_t alpha;
+    void Put(int x, Rgb8 c) const {
+      d[4 * x] = kBgr ? c.b : c.r;
+      d[4 * x + 1] = c.g;
+      d[4 * x + 2] = kBgr ? c.r : c.b;
+      d[4 * x + 3] = alpha;
+    }
+    KEL_AVX2_INLINE void Write32(int x, __m256i r, __m256i g, __m256i b) const {
+      const __m256i c0 = kBgr ? b : r, c2 = kBgr ? r : b;
+      const __m256i a = _mm256_set1_epi8(static_cast<char>(alpha));
+      const __m256i lo01 = _mm256_unpacklo_epi8(c0, g);
+      const __m256i lo23 = _mm256_unpacklo_epi8(c2, a);
+      const __m256i hi01 = _mm256_unpackhi_epi8(c0, g);
+      const __m256i hi23 = _mm256_unpackhi_epi8(c2, a);
+      const __m256i q0 = _mm256_unpacklo_epi16(lo01, lo23);  // 0..3 | 16..19
+      const __m256i q1 = _mm256_unpackhi_epi16(lo01, lo23);  // 4..7 | 20..23
+      const __m256i q2 = _mm256_unpacklo_epi16(hi01, hi23);  // 8.. | 24..
+      const __m256i q3 = _mm256_unpackhi_epi16(hi01, hi23);  // 12.. | 28..
+      uint8_t* o = d + 4 * x;
+      simd::Store(o, _mm256_permute2x128_si256(q0, q1, 0x20));
+      simd::Store(o + 32, _mm256_permute2x128_si256(q2, q3, 0x20));
+      simd::Store(o + 64, _mm256_permute2x128_si256(q0, q1, 0x31));
+      simd::Store(o + 96, _mm256_permute2x128_si256(q2, q3, 0x31));
+    }
+  };
+  View At(int row) const { return {RowOf(p, step, row), alpha}; }
+};
+
+// Three planes R, G, B with one step.
+struct PlanarDst {
+  uint8_t* p[3];
+  int step;
+  struct View {
+    uint8_t* d[3];
+    void Put(int x, Rgb8 c) const {
+      d[0][x] = c.r;
+      d[1][x] = c.g;
+      d[2][x] = c.b;
+    }
+    KEL_AVX2_INLINE void Write32(int x, __m256i r, __m256i g, __m256i b) const {
+      simd::Store(d[0] + x, r);
+      simd::Store(d[1] + x, g);
+      simd::Store(d[2] + x, b);
+    }
+  };
+  View At(int row) const {
+    return {{RowOf(p[0], step, row), RowOf(p[1], step, row),
+             RowOf(p[2], step, row)}};
+  }
+};
+
+// ---- The row walk --------------------------------------------------------
+
+// Body blocks of 32 pixels; returns the first pixel not converted.
+template <class Form, class Src, class Dst>
+KEL_AVX2 int Blocks32(const typename Src::View& s, const typename Dst::View* d,
+                      int end) {
+  constexpr int kRows = Src::kGroupRows;
+  int x = 0;
+  for (; x + 32 <= end; x += 32) {
+    __m256i yLo[kRows], yHi[kRows];
+    Terms lo, hi;
+    s.template Load<Form>(x, yLo, yHi, &lo, &hi);
+    for (int k = 0; k < kRows; ++k) {
+      __m256i r0, g0, b0, r1, g1, b1;
+      Form::Rgb(yLo[k], lo, &r0, &g0, &b0);
+      Form::Rgb(yHi[k], hi, &r1, &g1, &b1);
+      d[k].Write32(x, _mm256_packus_epi16(r0, r1), _mm256_packus_epi16(g0, g1),
+                   _mm256_packus_epi16(b0, b1));
+    }
+  }
+  return x;
+}
+
+// Converts the region. With kRemainder16 the last (width / 2) mod 8 pixel
+// pairs of each row take the rounded 2^16 form.
+template <class Isa, class Form, bool kRemainder16, class Src, class Dst>
+void Convert(const Src& src, const Dst& dst, int width, int height) {
+  constexpr int kRows = Src::kGroupRows;
+  const int whole = width & ~(Src::kSubXv - 1);
+  const int bodyEnd = kRemainder16 ? width & ~15 : whole;
+  const int rows = Src::Rows(height);
+  for (int row = 0; row < rows; row += kRows) {
+    const typename Src::View s = src.At(row);
+    typename Dst::View d[kRows];
+    for (int k = 0; k < kRows; ++k) d[k] = dst.At(row + k);
+    int x = 0;
+    if constexpr (kIsAvx2<Isa>) x = Blocks32<Form, Src, Dst>(s, d, bodyEnd);
+    for (int k = 0; k < kRows; ++k) {
+      for (int i = x; i < bodyEnd; ++i)
+        d[k].Put(i, Form::Scalar(s.Y(k, i), s.Cb(k, i), s.Cr(k, i)));
+      for (int i = bodyEnd; i < whole; ++i)
+        d[k].Put(i, Inverse16(s.Y(k, i), s.Cb(k, i), s.Cr(k, i)));
+    }
+  }
+}
+
+// Packed 4:4:4 with a fourth byte, inverse form S. The fourth byte of the
+// destination is not written: like every layout named AC4, the alpha channel
+// is not processed, so the destination keeps its own.
+template <class Isa>
+void ConvertAc4S(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep,
+                 int width, int height);
+
+// A row of n 4:4:4 planar pixels to packed RGB in form F, with the same path
+// as the exports (vector blocks, then scalar): the exhaustive tests use it.
+template <class Isa, class Form>
+void PlanarRowToRgb(const uint8_t* y, const uint8_t* cb, const uint8_t* cr,
+                    uint8_t* rgb, int n) {
+  const uint8_t* planes[3] = {y, cb, cr};
+  const int steps[3] = {0, 0, 0};
+  Convert<Isa, Form, false>(PlanarSrc<1, false>(planes, steps),
+                            PackedC3Dst<false>{rgb, 0}, n, 1);
+}
+
+}  // namespace kel::ycbcr::dec
