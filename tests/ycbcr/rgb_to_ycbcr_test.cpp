@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <random>
@@ -492,4 +493,179 @@ TEST_P(EncodeTest, ChecksArgumentsInOrderAndWritesNothingOnError) {
 INSTANTIATE_TEST_SUITE_P(AllExports, EncodeTest, ::testing::ValuesIn(kExports),
                          [](const auto& info) { return info.param.name; });
 
+// ---- The documented examples
+// ---------------------------------------------------
+
+namespace examples {
+
+// A one-row C3 image of w pixels all equal to (r, g, b).
+std::vector<uint8_t> Row(int w, int r, int g, int b) {
+  std::vector<uint8_t> v;
+  for (int i = 0; i < w; ++i)
+    v.insert(v.end(), {uint8_t(r), uint8_t(g), uint8_t(b)});
+  return v;
+}
+
+TEST(EncodeExamples, LumaOf0_1_51DependsOnThePlaceInTheRow) {
+  ForEachDispatch([] {
+    // Pixels 0..15 are a vector block (form A: 21), pixel 16 the remainder
+    // (exact form: 22).
+    const auto src = Row(17, 0, 1, 51);
+    std::vector<uint8_t> dst(3 * 17);
+    ASSERT_EQ(keliRGBToYCbCr_8u_C3R(src.data(), 51, dst.data(), 51, {17, 1}),
+              kelOk);
+    for (int x = 0; x < 16; ++x) EXPECT_EQ(dst[3 * x], 21) << x;
+    EXPECT_EQ(dst[48], 22);
+    // Width 1 is all remainder.
+    ASSERT_EQ(keliRGBToYCbCr_8u_C3R(src.data(), 3, dst.data(), 3, {1, 1}),
+              kelOk);
+    EXPECT_EQ(dst[0], 22);
+    // The planar member uses form B in its blocks, which gives 22 as well.
+    const Kel8u r[16] = {}, b[16] = {51, 51, 51, 51, 51, 51, 51, 51,
+                                     51, 51, 51, 51, 51, 51, 51, 51};
+    Kel8u g[16], y[16], cb[16], cr[16];
+    std::memset(g, 1, 16);
+    const Kel8u* planes[3] = {r, g, b};
+    Kel8u* out[3] = {y, cb, cr};
+    ASSERT_EQ(keliRGBToYCbCr_8u_P3R(planes, 16, out, 16, {16, 1}), kelOk);
+    EXPECT_EQ(y[0], 22);
+    EXPECT_EQ(y[15], 22);
+  });
+}
+
+TEST(EncodeExamples, AlphaIsZeroInVectorBlocksAndKeptInTheRemainder) {
+  ForEachDispatch([] {
+    std::vector<uint8_t> src(4 * 17, 200), dst(4 * 17, 0x5A);
+    ASSERT_EQ(keliRGBToYCbCr_8u_AC4R(src.data(), 68, dst.data(), 68, {17, 1}),
+              kelOk);
+    for (int x = 0; x < 16; ++x) EXPECT_EQ(dst[4 * x + 3], 0) << x;
+    EXPECT_EQ(dst[4 * 16 + 3], 0x5A);
+  });
+}
+
+// Runs keliRGBToYCbCr420_8u_C3P3R on a w x h image of one colour into
+// planes pre-filled with 0xEE.
+struct Run420 {
+  std::vector<uint8_t> y, cb, cr;
+  KelResult result;
+};
+Run420 Encode420(const std::vector<uint8_t>& src, int w, int h) {
+  Run420 o{std::vector<uint8_t>(w * h, 0xEE),
+           std::vector<uint8_t>(w / 2 * (h / 2) + 1, 0xEE),
+           std::vector<uint8_t>(w / 2 * (h / 2) + 1, 0xEE), 0};
+  Kel8u* planes[3] = {o.y.data(), o.cb.data(), o.cr.data()};
+  const int steps[3] = {w, w / 2, w / 2};
+  o.result =
+      keliRGBToYCbCr420_8u_C3P3R(src.data(), 3 * w, planes, steps, {w, h});
+  return o;
+}
+
+TEST(EncodeExamples, WhiteTwoByTwoBlock) {
+  ForEachDispatch([] {
+    std::vector<uint8_t> src(3 * 4, 255);
+    const Run420 o = Encode420(src, 2, 2);
+    EXPECT_EQ(o.result, kelOk);
+    EXPECT_EQ(o.y, std::vector<uint8_t>(4, 235));
+    EXPECT_EQ(o.cb[0], 128);
+    EXPECT_EQ(o.cr[0], 128);
+  });
+}
+
+TEST(EncodeExamples, ThreeByThreeConvertsOneBlockAndWarns) {
+  ForEachDispatch([] {
+    std::vector<uint8_t> src(3 * 9, 255);
+    const Run420 o = Encode420(src, 3, 3);
+    EXPECT_EQ(o.result, kelWarnOddSize);
+    const std::vector<uint8_t> y = {235,  235,  0xEE, 235, 235,
+                                    0xEE, 0xEE, 0xEE, 0xEE};
+    EXPECT_EQ(o.y, y);
+    EXPECT_EQ(o.cb[0], 128);
+    EXPECT_EQ(o.cb[1], 0xEE);
+    // One pixel: nothing to convert, still a warning, not an error.
+    const Run420 one = Encode420(src, 1, 1);
+    EXPECT_EQ(one.result, kelWarnOddSize);
+    EXPECT_EQ(one.y[0], 0xEE);
+  });
+}
+
+TEST(EncodeExamples, CrFirstNeedsTwoByTwo) {
+  ForEachDispatch([] {
+    std::vector<uint8_t> src(4 * 4, 9), y(4, 0xEE), c(2, 0xEE);
+    Kel8u* planes[3] = {y.data(), c.data(), c.data() + 1};
+    const int steps[3] = {1, 1, 1};
+    EXPECT_EQ(keliBGRToYCrCb420_8u_C3P3R(src.data(), 3, planes, steps, {1, 4}),
+              kelErrSize);
+    EXPECT_EQ(keliRGBToYCrCb420_8u_AC4P3R(src.data(), 4, planes, steps, {1, 4}),
+              kelErrSize);
+    EXPECT_EQ(y, std::vector<uint8_t>(4, 0xEE));
+    EXPECT_EQ(c, std::vector<uint8_t>(2, 0xEE));
+  });
+}
+
+TEST(EncodeExamples, BlockChromaDiffersByOneBetweenBlockAndRemainder) {
+  // Find a 2x2 block whose form A chroma and one-eighth-rounded chroma
+  // differ, then place it at the start of an 18-pixel row (vector block) and
+  // at its end (remainder).
+  std::mt19937 rng(7);
+  std::uniform_int_distribution<int> byte(0, 255);
+  std::array<int, 12> v{};
+  int sr = 0, sg = 0, sb = 0;
+  for (;;) {
+    for (int& b : v) b = byte(rng);
+    sr = v[0] + v[3] + v[6] + v[9], sg = v[1] + v[4] + v[7] + v[10],
+    sb = v[2] + v[5] + v[8] + v[11];
+    if (f::FormACb(32 * sr, 32 * sg, 32 * sb) != f::BlockSumCb4(sr, sg, sb))
+      break;
+  }
+  const int w = 18;
+  std::vector<uint8_t> src(3 * w * 2, 128);
+  for (int row = 0; row < 2; ++row) {
+    for (int i = 0; i < 6; ++i) {
+      src[3 * w * row + i] = static_cast<uint8_t>(v[6 * row + i]);
+      src[3 * w * row + 3 * 16 + i] = static_cast<uint8_t>(v[6 * row + i]);
+    }
+  }
+  ForEachDispatch([&] {
+    const Run420 o = Encode420(src, w, 2);
+    ASSERT_EQ(o.result, kelOk);
+    EXPECT_EQ(o.cb[0], f::FormACb(32 * sr, 32 * sg, 32 * sb));
+    EXPECT_EQ(o.cb[8], f::BlockSumCb4(sr, sg, sb));
+    EXPECT_EQ(std::abs(o.cb[0] - o.cb[8]), 1);
+  });
+}
+
+TEST(EncodeExamples, PackedWidthFiveEndsWithAHalfPair) {
+  auto src = Row(5, 10, 200, 30);
+  src[12] = 250, src[13] = 5, src[14] = 90;  // the last pixel differs
+  const uint8_t y = f::ExactY(10, 200, 30), y4 = f::ExactY(250, 5, 90);
+  const uint8_t cb2 = static_cast<uint8_t>(
+      (-9699 * 20 - 19071 * 400 + 28770 * 60 + 16793600) >> 17);
+  const uint8_t cr2 = static_cast<uint8_t>(
+      (28770 * 20 - 24117 * 400 - 4653 * 60 + 16793600) >> 17);
+  const uint8_t half = f::HalfPairCb(250, 5, 90);
+  ForEachDispatch([&] {
+    std::vector<uint8_t> dst(12, 0xEE);
+    ASSERT_EQ(
+        keliRGBToYCbCr422_8u_C3C2R(src.data(), 15, dst.data(), 10, {5, 1}),
+        kelOk);
+    const std::vector<uint8_t> want = {y, cb2, y,  cr2,  y,    cb2,
+                                       y, cr2, y4, half, 0xEE, 0xEE};
+    EXPECT_EQ(dst, want);
+    // The other orders write the same two bytes in the last pixel's slot.
+    std::fill(dst.begin(), dst.end(), 0xEE);
+    ASSERT_EQ(
+        keliRGBToYCrCb422_8u_C3C2R(src.data(), 15, dst.data(), 10, {5, 1}),
+        kelOk);
+    EXPECT_EQ(std::vector<uint8_t>(dst.begin() + 6, dst.end()),
+              (std::vector<uint8_t>{y, cb2, y4, half, 0xEE, 0xEE}));
+    std::fill(dst.begin(), dst.end(), 0xEE);
+    ASSERT_EQ(
+        keliRGBToCbYCr422_8u_C3C2R(src.data(), 15, dst.data(), 10, {5, 1}),
+        kelOk);
+    EXPECT_EQ(std::vector<uint8_t>(dst.begin() + 6, dst.end()),
+              (std::vector<uint8_t>{cr2, y, half, y4, 0xEE, 0xEE}));
+  });
+}
+
+}  // namespace examples
 }  // namespace
