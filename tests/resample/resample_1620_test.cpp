@@ -1,0 +1,402 @@
+// 4:2:0 <-> 16:2:0 and 4:2:0 <-> 4:1:1 re-sampling: the worked examples,
+// every conversion against a per-sample model at widths around each vector
+// step, aligned and unaligned planes, canaries, errors and their order.
+#include "resample/resample_1620.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "frame/dispatch.h"
+#include "kelcc.h"
+#include "support/dispatch_modes.h"
+#include "support/image.h"
+
+// Test programs take the library's objects from an archive, where weak slot
+// references pull nothing in; this strong one brings in the family.
+extern "C" const kel::frame::ExportImpl kel_impl_keliYCbCr420To1620_8u_P3R;
+
+namespace {
+
+using kel::test::ForEachDispatch;
+using kel::test::GuardedPlane;
+
+enum class Conv { k420To1620, k1620To420, k411To420, k420To411 };
+using Fn = KelResult (*)(const Kel8u* const[3], const int[3], Kel8u* const[3],
+                         const int[3], KelImageSize);
+
+struct Family {
+  Conv conv;
+  Fn fn;
+  const char* name;
+};
+const Family kFamilies[] = {
+    {Conv::k420To1620, keliYCbCr420To1620_8u_P3R, "420To1620"},
+    {Conv::k1620To420, keliYCbCr1620To420_8u_P3R, "1620To420"},
+    {Conv::k411To420, keliYCbCr411To420_8u_P3R, "411To420"},
+    {Conv::k420To411, keliYCbCr420To411_8u_P3R, "420To411"},
+};
+
+enum class Sampling { k420, k1620, k411 };
+
+// Chroma plane size of a sampling for a w x h luma region.
+std::pair<int, int> ChromaSize(Sampling s, int w, int h) {
+  switch (s) {
+    case Sampling::k420:
+      return {w / 2, h / 2};
+    case Sampling::k1620:
+      return {w / 4, h / 4};
+    default:
+      return {w / 4, h};
+  }
+}
+Sampling From(Conv c) {
+  return c == Conv::k1620To420  ? Sampling::k1620
+         : c == Conv::k411To420 ? Sampling::k411
+                                : Sampling::k420;
+}
+Sampling To(Conv c) {
+  return c == Conv::k420To1620  ? Sampling::k1620
+         : c == Conv::k420To411 ? Sampling::k411
+                                : Sampling::k420;
+}
+
+// Three guarded planes. Aligned images have every plane and step a multiple
+// of 16 bytes; the others are misaligned and padded by odd amounts.
+struct Image3 {
+  Image3(Sampling s, int w, int h, bool aligned, int salt) {
+    planes.reserve(3);
+    for (int p = 0; p < 3; ++p) {
+      auto [pw, ph] = p == 0 ? std::pair{w, h} : ChromaSize(s, w, h);
+      const int slack = aligned ? 16 + (16 - pw % 16) % 16 : 3 + 2 * p + salt;
+      planes.emplace_back(pw, ph, slack, aligned ? 0 : 1 + 5 * p + salt);
+      ptrs[p] = planes[p].data();
+      steps[p] = planes[p].step();
+    }
+  }
+  const Kel8u* const* in() const {
+    for (int p = 0; p < 3; ++p) cptrs[p] = ptrs[p];
+    return cptrs;
+  }
+  std::vector<GuardedPlane> planes;
+  Kel8u* ptrs[3];
+  mutable const Kel8u* cptrs[3];
+  int steps[3];
+};
+
+uint8_t Avg(int a, int b, bool roundUp) {
+  return static_cast<uint8_t>((a + b + (roundUp ? 1 : 0)) >> 1);
+}
+
+// The chroma of conversion `c` for a w x h region, sample by sample: the
+// average rounds up at the positions before `body` (the vector body).
+std::vector<uint8_t> Model(Conv c, const GuardedPlane& src, int w, int h) {
+  const int n = w / 4;
+  auto S = [&](int r, int k) { return int{src.row(r)[k]}; };
+  auto [dw, dh] = ChromaSize(To(c), w, h);
+  std::vector<uint8_t> d(size_t(dw) * dh);
+  auto D = [&](int r, int k) -> uint8_t& { return d[size_t(r) * dw + k]; };
+  switch (c) {
+    case Conv::k420To1620:
+      for (int q = 0; q < h / 4; ++q)
+        for (int k = 0; k < n; ++k) D(q, k) = uint8_t(S(2 * q, 2 * k));
+      break;
+    case Conv::k1620To420: {
+      const int rows = h / 4, body = kel::resample::Body1620To420(n);
+      for (int q = 0; q < rows; ++q) {
+        for (int k = 0; k < n; ++k) {
+          const bool up = k < body, right = k + 1 < n;
+          const int a = S(q, k);
+          const uint8_t across = right ? Avg(a, S(q, k + 1), up) : uint8_t(a);
+          D(2 * q, 2 * k) = uint8_t(a);
+          D(2 * q, 2 * k + 1) = across;
+          if (q + 1 == rows) {
+            D(2 * q + 1, 2 * k) = D(2 * q + 1, 2 * k + 1) = uint8_t(a);
+          } else {
+            const int b = S(q + 1, k);
+            D(2 * q + 1, 2 * k) = Avg(a, b, up);
+            D(2 * q + 1, 2 * k + 1) =
+                right ? Avg(across, Avg(b, S(q + 1, k + 1), up), up)
+                      : Avg(a, b, up);
+          }
+        }
+      }
+      break;
+    }
+    case Conv::k411To420: {
+      const int body = kel::resample::Body411To420(n);
+      for (int r = 0; r < h / 2; ++r) {
+        for (int k = 0; k < n; ++k) {
+          const int a = S(2 * r, k);
+          D(r, 2 * k) = uint8_t(a);
+          D(r, 2 * k + 1) =
+              k + 1 < n ? Avg(a, S(2 * r, k + 1), k < body) : uint8_t(a);
+        }
+      }
+      break;
+    }
+    case Conv::k420To411: {
+      const int rows = h / 2, body = kel::resample::Body420To411(n);
+      for (int r = 0; r < rows; ++r) {
+        for (int k = 0; k < n; ++k) {
+          const int a = S(r, 2 * k);
+          D(2 * r, k) = uint8_t(a);
+          D(2 * r + 1, k) =
+              r + 1 < rows ? Avg(a, S(r + 1, 2 * k), k < body) : uint8_t(a);
+        }
+      }
+      break;
+    }
+  }
+  return d;
+}
+
+TEST(Resample1620, EveryMemberIsImplemented) {
+  const void* volatile anchor = &kel_impl_keliYCbCr420To1620_8u_P3R;
+  (void)anchor;
+  for (const char* name :
+       {"keliYCbCr420To1620_8u_P3R", "keliYCbCr1620To420_8u_P3R",
+        "keliYCbCr411To420_8u_P3R", "keliYCbCr420To411_8u_P3R"}) {
+    int slot = 0;
+    while (slot < kel::frame::kExportCount &&
+           std::strcmp(kel::frame::kExportNames[slot], name) != 0)
+      ++slot;
+    EXPECT_TRUE(kel::frame::IsImplemented(slot)) << name;
+  }
+}
+
+TEST(Resample1620, VectorBodyEndsWhereTheConversionSays) {
+  using kel::resample::Body1620To420;
+  using kel::resample::Body411To420;
+  using kel::resample::Body420To411;
+  // {samples per row, samples produced by the vector body}
+  for (auto [n, body] : {std::pair{1, 0},
+                         {16, 0},
+                         {17, 16},
+                         {32, 16},
+                         {64, 48},
+                         {65, 64},
+                         {80, 64},
+                         {81, 80},
+                         {129, 128},
+                         {130, 128},
+                         {145, 144}})
+    EXPECT_EQ(Body411To420(n), body) << n;
+  for (auto [n, body] : {std::pair{1, 0},
+                         {16, 0},
+                         {17, 16},
+                         {32, 16},
+                         {33, 32},
+                         {48, 32},
+                         {49, 48},
+                         {65, 64},
+                         {66, 64}})
+    EXPECT_EQ(Body1620To420(n), body) << n;
+  for (auto [n, body] : {std::pair{1, 0},
+                         {7, 0},
+                         {8, 8},
+                         {31, 24},
+                         {32, 32},
+                         {39, 32},
+                         {40, 40},
+                         {71, 64}})
+    EXPECT_EQ(Body420To411(n), body) << n;
+}
+
+TEST(Resample1620, EveryConversionMatchesTheModelAtEveryWidth) {
+  std::mt19937 rng = kel::test::TestRng();
+  std::vector<int> ns;
+  for (int n = 1; n <= 100; ++n) ns.push_back(n);
+  for (int n : {127, 128, 129, 144, 145, 146, 200}) ns.push_back(n);
+  ForEachDispatch([&] {
+    for (const Family& f : kFamilies) {
+      for (int n : ns) {
+        for (bool aligned : {true, false}) {
+          const int w = 4 * n, h = f.conv == Conv::k420To411 ? 6 : 12;
+          SCOPED_TRACE(::testing::Message() << f.name << " " << w << "x" << h
+                                            << (aligned ? " aligned" : ""));
+          Image3 src(From(f.conv), w, h, aligned, n % 3);
+          Image3 dst(To(f.conv), w, h, aligned, n % 5);
+          for (auto& p : src.planes) p.FillRandom(rng);
+          src.planes[1].row(0)[0] = 0;  // both extremes on purpose
+          src.planes[2].row(0)[0] = 255;
+          ASSERT_EQ(f.fn(src.in(), src.steps, dst.ptrs, dst.steps, {w, h}),
+                    kelOk);
+          ASSERT_TRUE(kel::test::SameBytes(src.planes[0].Image(),
+                                           dst.planes[0].Image(), w));
+          for (int p = 0; p < 3; ++p) {
+            const GuardedPlane& d = dst.planes[p];
+            ASSERT_TRUE(d.CanaryIntactOutside(d.rowBytes(), d.rows()));
+            if (p == 0) continue;
+            ASSERT_TRUE(kel::test::SameBytes(Model(f.conv, src.planes[p], w, h),
+                                             d.Image(), d.rowBytes()))
+                << "plane " << p;
+          }
+        }
+      }
+    }
+  });
+}
+
+TEST(Resample1620, WorkedExamples) {
+  ForEachDispatch([&] {
+    // 4 x 4, 4:2:0 -> 16:2:0: one chroma sample per plane, s[0][0].
+    {
+      Image3 src(Sampling::k420, 4, 4, false, 0);
+      Image3 dst(Sampling::k1620, 4, 4, false, 0);
+      const uint8_t cb[2][2] = {{7, 9}, {11, 13}},
+                    cr[2][2] = {{200, 1}, {2, 3}};
+      for (int r = 0; r < 2; ++r)
+        for (int k = 0; k < 2; ++k)
+          src.planes[1].row(r)[k] = cb[r][k],
+          src.planes[2].row(r)[k] = cr[r][k];
+      ASSERT_EQ(keliYCbCr420To1620_8u_P3R(src.in(), src.steps, dst.ptrs,
+                                          dst.steps, {4, 4}),
+                kelOk);
+      EXPECT_EQ(dst.planes[1].row(0)[0], 7);
+      EXPECT_EQ(dst.planes[2].row(0)[0], 200);
+      EXPECT_TRUE(dst.planes[1].CanaryIntactOutside(1, 1));
+    }
+    // Neighbours 10 and 13: 12 in the vector body, 11 in the remainder.
+    // 4:1:1 -> 4:2:0 with 18 samples a row: body 0..15, remainder 16..17.
+    {
+      const int w = 72, h = 4;
+      Image3 src(Sampling::k411, w, h, false, 1);
+      Image3 dst(Sampling::k420, w, h, false, 2);
+      for (int p = 1; p < 3; ++p) {
+        for (int r = 0; r < h; ++r) {
+          uint8_t* s = src.planes[p].row(r);
+          for (int k = 0; k < 18; ++k) s[k] = k % 2 == 0 ? 10 : 13;
+        }
+      }
+      ASSERT_EQ(keliYCbCr411To420_8u_P3R(src.in(), src.steps, dst.ptrs,
+                                         dst.steps, {w, h}),
+                kelOk);
+      const uint8_t* d = dst.planes[1].row(1);
+      EXPECT_EQ(d[1], 12);   // between samples 0 and 1
+      EXPECT_EQ(d[33], 11);  // between samples 16 and 17
+      EXPECT_EQ(d[35], 13);  // the edge repeats sample 17
+    }
+  });
+}
+
+TEST(Resample1620, SizesAreRejectedNotTrimmed) {
+  ForEachDispatch([&] {
+    for (const Family& f : kFamilies) {
+      for (auto [w, h] : {std::pair{6, 8},
+                          {8, 6},
+                          {4, 4},
+                          {4, 2},
+                          {8, 3},
+                          {3, 8},
+                          {0, 4},
+                          {4, 0},
+                          {-4, 4},
+                          {8, 10},
+                          {12, 8}}) {
+        const bool ok411 = w >= 4 && w % 4 == 0 && h >= 2 && h % 2 == 0;
+        const bool ok = ok411 && h >= 4 && h % 4 == 0;
+        const int pw = w > 0 ? w : 1, ph = h > 0 ? h : 1;
+        Image3 src(From(f.conv), pw, ph, false, 0);
+        Image3 dst(To(f.conv), pw, ph, false, 0);
+        std::vector<std::vector<uint8_t>> before;
+        for (auto& p : dst.planes) before.push_back(p.Snapshot());
+        const KelResult r =
+            f.fn(src.in(), src.steps, dst.ptrs, dst.steps, {w, h});
+        const bool accept = f.conv == Conv::k420To411 ? ok411 : ok;
+        EXPECT_EQ(r, accept ? kelOk : kelErrSize)
+            << f.name << " " << w << "x" << h;
+        if (!accept) {
+          for (int p = 0; p < 3; ++p)
+            EXPECT_TRUE(dst.planes[p].Unchanged(before[p]));
+        }
+      }
+    }
+  });
+}
+
+TEST(Resample1620, PointersAreCheckedBeforeTheSize) {
+  ForEachDispatch([&] {
+    for (const Family& f : kFamilies) {
+      SCOPED_TRACE(f.name);
+      Image3 src(From(f.conv), 8, 8, false, 0), dst(To(f.conv), 8, 8, false, 0);
+      std::vector<std::vector<uint8_t>> before;
+      for (auto& p : dst.planes) before.push_back(p.Snapshot());
+      const KelImageSize bad = {6, 6};
+      EXPECT_EQ(f.fn(nullptr, src.steps, dst.ptrs, dst.steps, bad),
+                kelErrNullPtr);
+      EXPECT_EQ(f.fn(src.in(), src.steps, nullptr, dst.steps, bad),
+                kelErrNullPtr);
+      EXPECT_EQ(f.fn(src.in(), nullptr, dst.ptrs, dst.steps, {8, 8}),
+                kelErrNullPtr);
+      EXPECT_EQ(f.fn(src.in(), src.steps, dst.ptrs, nullptr, {8, 8}),
+                kelErrNullPtr);
+      for (int p = 0; p < 3; ++p) {
+        const Kel8u* savedIn = src.ptrs[p];
+        src.ptrs[p] = nullptr;
+        EXPECT_EQ(f.fn(src.in(), src.steps, dst.ptrs, dst.steps, bad),
+                  kelErrNullPtr)
+            << "source plane " << p;
+        src.ptrs[p] = const_cast<Kel8u*>(savedIn);
+        Kel8u* savedOut = dst.ptrs[p];
+        dst.ptrs[p] = nullptr;
+        EXPECT_EQ(f.fn(src.in(), src.steps, dst.ptrs, dst.steps, bad),
+                  kelErrNullPtr)
+            << "destination plane " << p;
+        dst.ptrs[p] = savedOut;
+      }
+      EXPECT_EQ(f.fn(src.in(), src.steps, dst.ptrs, dst.steps, bad),
+                kelErrSize);
+      for (int p = 0; p < 3; ++p)
+        EXPECT_TRUE(dst.planes[p].Unchanged(before[p]));
+    }
+  });
+}
+
+TEST(Resample1620, OddRowsOf411AreIgnored) {
+  std::mt19937 rng = kel::test::TestRng();
+  ForEachDispatch([&] {
+    const int w = 400, h = 8;
+    Image3 a(Sampling::k411, w, h, false, 0), b(Sampling::k411, w, h, true, 0);
+    for (int p = 0; p < 3; ++p) {
+      a.planes[p].FillRandom(rng);
+      b.planes[p].FillRandom(rng);
+      for (int r = 0; r < a.planes[p].rows(); r += p == 0 ? 1 : 2)
+        std::memcpy(b.planes[p].row(r), a.planes[p].row(r),
+                    a.planes[p].rowBytes());
+    }
+    Image3 da(Sampling::k420, w, h, false, 1),
+        db(Sampling::k420, w, h, true, 1);
+    ASSERT_EQ(
+        keliYCbCr411To420_8u_P3R(a.in(), a.steps, da.ptrs, da.steps, {w, h}),
+        kelOk);
+    ASSERT_EQ(
+        keliYCbCr411To420_8u_P3R(b.in(), b.steps, db.ptrs, db.steps, {w, h}),
+        kelOk);
+    for (int p = 0; p < 3; ++p)
+      EXPECT_TRUE(kel::test::SameBytes(
+          da.planes[p].Image(), db.planes[p].Image(), da.planes[p].rowBytes()));
+  });
+}
+
+TEST(Resample1620, LargeLumaPlanesStayExact) {
+  // A luma plane above the plane copy's query floor, with padded steps.
+  std::mt19937 rng = kel::test::TestRng();
+  const int w = 2048, h = 2048;
+  Image3 src(Sampling::k420, w, h, false, 0),
+      dst(Sampling::k1620, w, h, false, 0);
+  for (auto& p : src.planes) p.FillRandom(rng);
+  ForEachDispatch([&] {
+    ASSERT_EQ(keliYCbCr420To1620_8u_P3R(src.in(), src.steps, dst.ptrs,
+                                        dst.steps, {w, h}),
+              kelOk);
+    EXPECT_TRUE(
+        kel::test::SameBytes(src.planes[0].Image(), dst.planes[0].Image(), w));
+    EXPECT_TRUE(
+        kel::test::SameBytes(Model(Conv::k420To1620, src.planes[2], w, h),
+                             dst.planes[2].Image(), w / 4));
+  });
+}
+
+}  // namespace
