@@ -126,13 +126,20 @@ struct PairRow {
   }
 };
 
-template <Packing P, bool kCrFirst>
+// With kSplitLuma the row also hands its luma to `y` as it goes, so that a
+// packed row is read once for both.
+template <Packing P, bool kCrFirst, bool kSplitLuma = false>
 struct PackedRow {
   const uint8_t* p;  // 4 bytes per chroma sample
+  uint8_t* y = nullptr;
 
   void At(int k, uint8_t& b, uint8_t& r) const {
     const uint8_t c0 = p[4 * k + ChromaOffset(P)];
     const uint8_t c1 = p[4 * k + ChromaOffset(P) + 2];
+    if constexpr (kSplitLuma) {
+      y[2 * k] = p[4 * k + LumaOffset(P)];
+      y[2 * k + 1] = p[4 * k + LumaOffset(P) + 2];
+    }
     b = kCrFirst ? c1 : c0;
     r = kCrFirst ? c0 : c1;
   }
@@ -143,6 +150,10 @@ struct PackedRow {
                           _mm256_loadu_si256(q + 2), _mm256_loadu_si256(q + 3)};
     __m256i y0, y1, c0, c1;
     vec::UnpackC2<P>(v, y0, y1, c0, c1);
+    if constexpr (kSplitLuma) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(y + 2 * k), y0);
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(y + 2 * k + 32), y1);
+    }
     b = kCrFirst ? c1 : c0;
     r = kCrFirst ? c0 : c1;
   }
@@ -453,8 +464,11 @@ struct Planes {
   }
 };
 
-template <Format F>
-auto SourceRow(const Planes<const uint8_t>& src, int y) {
+// Chroma row y of the source; a packed row with kSplitLuma also writes its
+// luma to `lumaOut`.
+template <Format F, bool kSplitLuma = false>
+auto SourceRow(const Planes<const uint8_t>& src, int y,
+               uint8_t* lumaOut = nullptr) {
   if constexpr (F.layout == Layout::kP3) {
     const uint8_t* c1 = src.Row(1, y);
     const uint8_t* c2 = src.Row(2, y);
@@ -462,7 +476,7 @@ auto SourceRow(const Planes<const uint8_t>& src, int y) {
   } else if constexpr (F.layout == Layout::kP2) {
     return PairRow{src.Row(1, y)};
   } else {
-    return PackedRow<F.packing, F.crFirst>{src.Row(0, y)};
+    return PackedRow<F.packing, F.crFirst, kSplitLuma>{src.Row(0, y), lumaOut};
   }
 }
 
@@ -485,6 +499,24 @@ constexpr bool Has(Format f, Format t, Sampling s) {
   return f.sampling == s || t.sampling == s;
 }
 
+// Bytes in a row of each plane of a format, for w trimmed luma columns.
+constexpr int RowBytes(Format f, int plane, int w) {
+  const int cw = f.sampling == Sampling::k411 ? w / 4 : w / 2;
+  if (f.layout == Layout::kC2) return 2 * w;
+  if (plane == 0) return w;
+  return f.layout == Layout::kP2 ? 2 * cw : cw;
+}
+
+template <class T>
+bool Contiguous(Format f, const Planes<T>& im, int w) {
+  const int planes = f.layout == Layout::kP3   ? 3
+                     : f.layout == Layout::kP2 ? 2
+                                               : 1;
+  for (int i = 0; i < planes; ++i)
+    if (im.step[i] != RowBytes(f, i, w)) return false;
+  return true;
+}
+
 // `kStreamAbove` > 0: when w x h of the region exceeds it, luma rows (and
 // packed results) are written with streaming stores.
 template <Format F, Format T, int64_t kStreamAbove = 0>
@@ -492,10 +524,19 @@ struct Mover {
   static_assert(F.layout != Layout::kC2 || F.sampling == Sampling::k422);
   static_assert(T.layout != Layout::kC2 || T.sampling == Sampling::k422);
 
+  static constexpr Sampling kFrom = F.sampling, kTo = T.sampling;
   static constexpr bool k411 = Has(F, T, Sampling::k411);
   static constexpr bool k420 = Has(F, T, Sampling::k420);
   static constexpr int kMinWidth = k411 ? 4 : 2;
   static constexpr int kMinHeight = k420 ? 2 : 1;
+  // Packed rows whose chroma is copied give their luma on the same pass.
+  static constexpr bool kSplitLuma =
+      F.layout == Layout::kC2 && T.layout != Layout::kC2 &&
+      (kTo == Sampling::k422 || kTo == Sampling::k420);
+  // Result chroma row i comes from source row i (or, between 4:2:0 forms,
+  // all rows keep their places): planes without gaps between rows can be
+  // moved as one long row.
+  static constexpr bool kRowsKeepPlaces = kFrom == kTo || !k420;
 
   template <class Isa>
   static KelResult Convert(const Planes<const uint8_t>& src,
@@ -505,28 +546,43 @@ struct Mover {
     const bool stream =
         kStreamAbove > 0 &&
         static_cast<int64_t>(roi.width) * roi.height > kStreamAbove;
+    const int n = kTo == Sampling::k411 ? w / 4 : w / 2;
 
-    if constexpr (F.layout == Layout::kC2 && T.layout == Layout::kC2) {
-      for (int y = 0; y < h; ++y)
-        Regroup<F, T>::template Row<Isa>(src.Row(0, y), dst.Row(0, y), w / 2,
-                                         stream);
-    } else {
-      // Rows go in units of one chroma block height, luma first.
-      const int n = T.sampling == Sampling::k411 ? w / 4 : w / 2;
-      for (int y = 0; y < h; y += kMinHeight) {
-        if constexpr (T.layout != Layout::kC2) {
-          for (int i = y; i < y + kMinHeight; ++i) {
-            if constexpr (F.layout == Layout::kC2)
-              UnpackLuma<Isa, F.packing>(src.Row(0, i), dst.Row(0, i), w);
-            else
-              frame::RowCopy<Isa>(src.Row(0, i), dst.Row(0, i),
-                                  static_cast<uint32_t>(w), stream);
-          }
-        }
-        ChromaUnit<Isa>(src, dst, y, n, stream);
+    if constexpr (kRowsKeepPlaces) {
+      if (static_cast<int64_t>(w) * h <= (int64_t{1} << 28) &&
+          Contiguous(F, src, w) && Contiguous(T, dst, w)) {
+        const int chromaRows = k420 ? h / 2 : h;
+        Unit<Isa>(src, dst, 0, 1, w * h, n * chromaRows, stream);
+        return kelOk;
       }
     }
+    for (int y = 0; y < h; y += kMinHeight)
+      Unit<Isa>(src, dst, y, kMinHeight, w, n, stream);
     return kelOk;
+  }
+
+  // Luma rows y .. y+rows-1, of w pixels, and the result chroma rows that
+  // go with them, of n samples.
+  template <class Isa>
+  static void Unit(const Planes<const uint8_t>& src, const Planes<uint8_t>& dst,
+                   int y, int rows, int w, int n, bool stream) {
+    if constexpr (F.layout == Layout::kC2 && T.layout == Layout::kC2) {
+      Regroup<F, T>::template Row<Isa>(src.Row(0, y), dst.Row(0, y), w / 2,
+                                       stream);
+    } else {
+      if constexpr (T.layout != Layout::kC2) {
+        for (int i = y; i < y + rows; ++i) {
+          if constexpr (F.layout == Layout::kC2) {
+            if (!(kSplitLuma && i == y))
+              UnpackLuma<Isa, F.packing>(src.Row(0, i), dst.Row(0, i), w);
+          } else {
+            frame::RowCopy<Isa>(src.Row(0, i), dst.Row(0, i),
+                                static_cast<uint32_t>(w), stream);
+          }
+        }
+      }
+      ChromaUnit<Isa>(src, dst, y, n, stream);
+    }
   }
 
   // The result chroma rows of the unit of luma rows starting at y.
@@ -534,33 +590,38 @@ struct Mover {
   static void ChromaUnit(const Planes<const uint8_t>& src,
                          const Planes<uint8_t>& dst, int y, int n,
                          bool stream) {
-    constexpr Sampling a = F.sampling, b = T.sampling;
     auto move = [&](auto reader, int outRow) {
       MoveChroma<Isa>(reader, SinkRow<T>(src, dst, outRow), n, stream);
     };
     using Row = decltype(SourceRow<F>(src, 0));
-    if constexpr (a == Sampling::k422 && b == Sampling::k420) {
-      move(Reader<Rule::kCopy, Row>{SourceRow<F>(src, y)}, y / 2);
-    } else if constexpr (a == Sampling::k420 && b == Sampling::k422) {
+    if constexpr (kFrom == Sampling::k422 && kTo == Sampling::k420) {
+      using Split = decltype(SourceRow<F, kSplitLuma>(src, 0));
+      move(Reader<Rule::kCopy, Split>{SourceRow<F, kSplitLuma>(src, y,
+                                                               dst.Row(0, y))},
+           y / 2);
+    } else if constexpr (kFrom == Sampling::k420 && kTo == Sampling::k422) {
       const Reader<Rule::kCopy, Row> r{SourceRow<F>(src, y / 2)};
       move(r, y);
       move(r, y + 1);
-    } else if constexpr (a == Sampling::k422 && b == Sampling::k411) {
+    } else if constexpr (kFrom == Sampling::k422 && kTo == Sampling::k411) {
       move(Reader<Rule::kEven, Row>{SourceRow<F>(src, y)}, y);
-    } else if constexpr (a == Sampling::k411 && b == Sampling::k422) {
+    } else if constexpr (kFrom == Sampling::k411 && kTo == Sampling::k422) {
       move(Reader<Rule::kDup, Row>{SourceRow<F>(src, y)}, y);
-    } else if constexpr (a == Sampling::k420 && b == Sampling::k411) {
+    } else if constexpr (kFrom == Sampling::k420 && kTo == Sampling::k411) {
       const Row row = SourceRow<F>(src, y / 2);
       move(Reader<Rule::kEven, Row>{row}, y);
       move(Reader<Rule::kOdd, Row>{row}, y + 1);
-    } else if constexpr (a == Sampling::k411 && b == Sampling::k420) {
+    } else if constexpr (kFrom == Sampling::k411 && kTo == Sampling::k420) {
       move(Reader<Rule::kZip, Row>{SourceRow<F>(src, y),
                                    SourceRow<F>(src, y + 1)},
            y / 2);
     } else {
-      static_assert(a == b);
-      const int row = a == Sampling::k420 ? y / 2 : y;
-      move(Reader<Rule::kCopy, Row>{SourceRow<F>(src, row)}, row);
+      static_assert(kFrom == kTo);
+      const int row = k420 ? y / 2 : y;
+      using Split = decltype(SourceRow<F, kSplitLuma>(src, 0));
+      uint8_t* luma = kSplitLuma ? dst.Row(0, y) : nullptr;
+      move(Reader<Rule::kCopy, Split>{SourceRow<F, kSplitLuma>(src, row, luma)},
+           row);
     }
   }
 

@@ -68,10 +68,14 @@ std::vector<std::pair<int, int>> PlaneShapes(const Fmt& f, int w, int h) {
 struct Image {
   std::vector<GuardedPlane> planes;
 
+  // Planes after the first get more slack, unless `slack` is negative:
+  // then every row follows the previous one without a gap.
   Image(const Fmt& f, int w, int h, int slack = 0, int misalign = 0) {
     int i = 0;
     for (auto [bytes, rows] : PlaneShapes(f, w, h))
-      planes.emplace_back(bytes, rows, slack + 3 * i, misalign + 5 * i), ++i;
+      planes.emplace_back(bytes, rows, slack < 0 ? 0 : slack + 3 * i,
+                          misalign + 5 * i),
+          ++i;
   }
   void FillRandom(std::mt19937& rng) {
     for (GuardedPlane& p : planes) {
@@ -368,7 +372,7 @@ const std::vector<Member>& Members() {
                                         std::mt19937& rng, int slack = 0,
                                         int misalign = 0) {
   Image src(m.from, w, h, slack, misalign);
-  Image dst(m.to, w, h, slack + 7, misalign + 3);
+  Image dst(m.to, w, h, slack < 0 ? slack : slack + 7, misalign + 3);
   src.FillRandom(rng);
   const KelResult r = m.call(src, dst, {w, h}, -1);
   if (r != kelOk) return ::testing::AssertionFailure() << "result " << r;
@@ -447,6 +451,27 @@ TEST(Movers, MisalignedPlanesAndPaddedSteps) {
         for (int slack : {1, 13, 64})
           EXPECT_TRUE(MatchesModel(m, 264, 4, rng, slack, misalign))
               << "misalign " << misalign << ", slack " << slack;
+    });
+  }
+}
+
+// Planes without gaps between rows may be moved as one long row.
+TEST(Movers, GaplessPlanesMatchTheModel) {
+  std::mt19937 rng = kel::test::TestRng();
+  for (const Member& m : Members()) {
+    SCOPED_TRACE(m.name);
+    ForEachDispatch([&] {
+      for (auto [w, h] : {std::pair{4, 1},
+                          {4, 2},
+                          {8, 6},
+                          {64, 2},
+                          {68, 3},
+                          {128, 4},
+                          {132, 9},
+                          {260, 6}})
+        if (h >= m.MinHeight()) {
+          EXPECT_TRUE(MatchesModel(m, w, h, rng, -1, 0)) << w << " x " << h;
+        }
     });
   }
 }
