@@ -506,19 +506,38 @@ struct Packed422Src {
   static int Rows(int height) { return height; }
 };
 
-// Shuffle masks that gather channel `ch` of 8 pixels of a packed 3-byte
-// image into 16-bit lanes, from the 48 bytes held lane-wise by three
-// vectors (`part` picks which two of the three this mask reads: `which` 0 is
-// the first of them). Half 0 is pixels 0..7 of the 16, half 1 pixels 8..15.
-constexpr Mask32 GatherC3Mask(int ch, int half, int which) {
+// Interleaving three byte vectors into packed 3-byte pixels, 16 pixels per
+// lane. Byte i of channel c goes to byte 3i + c of the lane's 48; as 3 is
+// prime to 16, one shuffle per channel puts every byte at its final offset
+// modulo 16 (SpreadC3Mask), and each 16-byte part of the output is then a
+// blend of the three spread channels (the channel of output byte o being
+// o mod 3).
+constexpr Mask32 SpreadC3Mask(int ch) {
+  Mask32 m{};
+  for (int lane = 0; lane < 2; ++lane)
+    for (int i = 0; i < 16; ++i)
+      m.b[16 * lane + (3 * i + ch) % 16] = static_cast<int8_t>(i);
+  return m;
+}
+constexpr Mask32 PartChannelMask(int part, int ch) {
+  Mask32 m{};
+  for (int lane = 0; lane < 2; ++lane)
+    for (int j = 0; j < 16; ++j)
+      m.b[16 * lane + j] =
+          static_cast<int8_t>((16 * part + j) % 3 == ch ? -128 : 0);
+  return m;
+}
+
+// The inverse: channel `ch` of pixels 8 half .. 8 half + 7 of a lane, from
+// the blend of the three 16-byte parts that holds that channel's bytes at
+// their offsets modulo 16, into 16-bit lanes.
+constexpr Mask32 GatherC3Mask(int ch, int half) {
   Mask32 m{};
   for (int lane = 0; lane < 2; ++lane) {
-    for (int i = 0; i < 8; ++i) {
-      const int byte = 3 * (8 * half + i) + ch;  // within the 48 bytes
-      const int vec = byte / 16 - half;          // 0 or 1 of the two read
-      m.b[16 * lane + 2 * i] =
-          static_cast<int8_t>(vec == which ? byte % 16 : -1);
-      m.b[16 * lane + 2 * i + 1] = -1;
+    for (int k = 0; k < 8; ++k) {
+      m.b[16 * lane + 2 * k] =
+          static_cast<int8_t>((3 * (8 * half + k) + ch) % 16);
+      m.b[16 * lane + 2 * k + 1] = -1;
     }
   }
   return m;
@@ -540,25 +559,25 @@ struct Packed444Src {
     template <class Form>
     KEL_AVX2_INLINE void Load(int x, __m256i* yLo, __m256i* yHi, Terms* lo,
                               Terms* hi) const {
-      static constexpr Mask32 kMasks[3][2][2] = {
-          {{GatherC3Mask(0, 0, 0), GatherC3Mask(0, 0, 1)},
-           {GatherC3Mask(0, 1, 0), GatherC3Mask(0, 1, 1)}},
-          {{GatherC3Mask(1, 0, 0), GatherC3Mask(1, 0, 1)},
-           {GatherC3Mask(1, 1, 0), GatherC3Mask(1, 1, 1)}},
-          {{GatherC3Mask(2, 0, 0), GatherC3Mask(2, 0, 1)},
-           {GatherC3Mask(2, 1, 0), GatherC3Mask(2, 1, 1)}}};
+      static constexpr Mask32 kPick[3][2] = {
+          {PartChannelMask(1, 0), PartChannelMask(2, 0)},
+          {PartChannelMask(1, 1), PartChannelMask(2, 1)},
+          {PartChannelMask(1, 2), PartChannelMask(2, 2)}};
+      static constexpr Mask32 kGather[3][2] = {
+          {GatherC3Mask(0, 0), GatherC3Mask(0, 1)},
+          {GatherC3Mask(1, 0), GatherC3Mask(1, 1)},
+          {GatherC3Mask(2, 0), GatherC3Mask(2, 1)}};
       // Pixels 0..15 in the low lanes, 16..31 in the high lanes.
       const uint8_t* b = s + 3 * x;
       const __m256i v0 = Load2x128(b, b + 48), v1 = Load2x128(b + 16, b + 64),
                     v2 = Load2x128(b + 32, b + 80);
       __m256i c[3][2];
       for (int ch = 0; ch < 3; ++ch) {
-        c[ch][0] =
-            _mm256_or_si256(_mm256_shuffle_epi8(v0, MaskVec(kMasks[ch][0][0])),
-                            _mm256_shuffle_epi8(v1, MaskVec(kMasks[ch][0][1])));
-        c[ch][1] =
-            _mm256_or_si256(_mm256_shuffle_epi8(v1, MaskVec(kMasks[ch][1][0])),
-                            _mm256_shuffle_epi8(v2, MaskVec(kMasks[ch][1][1])));
+        const __m256i spread = _mm256_blendv_epi8(
+            _mm256_blendv_epi8(v0, v1, MaskVec(kPick[ch][0])), v2,
+            MaskVec(kPick[ch][1]));
+        c[ch][0] = _mm256_shuffle_epi8(spread, MaskVec(kGather[ch][0]));
+        c[ch][1] = _mm256_shuffle_epi8(spread, MaskVec(kGather[ch][1]));
       }
       *yLo = c[0][0];
       *yHi = c[0][1];
@@ -576,31 +595,21 @@ struct Packed444Src {
 // At(row) gives a row view with Put(x, rgb) for one pixel and
 // Write32(x, r, g, b) for 32 pixels whose channels are bytes in pixel order.
 
-// Shuffle masks that interleave three byte vectors into packed 3-byte pixels:
-// output vector `part` (bytes 16 part .. 16 part + 15 of each lane's 48),
-// taking channel `ch` of the 16 pixels of the lane.
-constexpr Mask32 InterleaveC3Mask(int part, int ch) {
-  Mask32 m{};
-  for (int lane = 0; lane < 2; ++lane) {
-    for (int j = 0; j < 16; ++j) {
-      const int out = 16 * part + j;
-      m.b[16 * lane + j] = static_cast<int8_t>(out % 3 == ch ? out / 3 : -1);
-    }
-  }
-  return m;
-}
-
 KEL_AVX2_INLINE void StoreC3(uint8_t* d, __m256i c0, __m256i c1, __m256i c2) {
-  static constexpr Mask32 kMasks[3][3] = {
-      {InterleaveC3Mask(0, 0), InterleaveC3Mask(0, 1), InterleaveC3Mask(0, 2)},
-      {InterleaveC3Mask(1, 0), InterleaveC3Mask(1, 1), InterleaveC3Mask(1, 2)},
-      {InterleaveC3Mask(2, 0), InterleaveC3Mask(2, 1), InterleaveC3Mask(2, 2)}};
+  static constexpr Mask32 kSpread[3] = {SpreadC3Mask(0), SpreadC3Mask(1),
+                                        SpreadC3Mask(2)};
+  static constexpr Mask32 kPick[3][2] = {
+      {PartChannelMask(0, 1), PartChannelMask(0, 2)},
+      {PartChannelMask(1, 1), PartChannelMask(1, 2)},
+      {PartChannelMask(2, 1), PartChannelMask(2, 2)}};
+  const __m256i s0 = _mm256_shuffle_epi8(c0, MaskVec(kSpread[0]));
+  const __m256i s1 = _mm256_shuffle_epi8(c1, MaskVec(kSpread[1]));
+  const __m256i s2 = _mm256_shuffle_epi8(c2, MaskVec(kSpread[2]));
   __m256i o[3];
   for (int part = 0; part < 3; ++part) {
-    o[part] = _mm256_or_si256(
-        _mm256_or_si256(_mm256_shuffle_epi8(c0, MaskVec(kMasks[part][0])),
-                        _mm256_shuffle_epi8(c1, MaskVec(kMasks[part][1]))),
-        _mm256_shuffle_epi8(c2, MaskVec(kMasks[part][2])));
+    o[part] =
+        _mm256_blendv_epi8(_mm256_blendv_epi8(s0, s1, MaskVec(kPick[part][0])),
+                           s2, MaskVec(kPick[part][1]));
   }
   // Each lane now holds 48 bytes of output in three parts: lane 0 is pixels
   // 0..15, lane 1 pixels 16..31.
