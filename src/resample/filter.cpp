@@ -2,12 +2,19 @@
 // three-to-one vertical interpolation, and 4:2:0 -> 4:2:0 with one-two-one
 // smoothing. The filters are stated in resample/filter.h.
 //
-// Each chroma row kernel works in units of 16 chroma samples held in the
-// 16-bit lanes of one AVX2 register, two units per step, then one unit, then
-// the per-sample forms for the rest of the row. Interleaved CbCr rows need
-// no unpacking: 32 bytes of pairs are 16 lanes with Cb in the low byte and
-// Cr in the high byte of each lane. Luma rows go through RowCopy with
-// ordinary stores.
+// The AVX2 kernels take 32 chroma samples per step, then 16, then finish a
+// row with the per-sample forms. Two shapes of kernel:
+// - Byte rows (planar chroma, and the packed output, whose interleaved
+//   CbCr bytes are filtered alike since the filter is vertical): the bytes
+//   of two rows are paired up by unpacking within 128-bit lanes, weighted
+//   with one byte multiply-add per pair into 16-bit sums, and packed back
+//   with unsigned saturation, which restores byte order and bounds the
+//   result to 0..255.
+// - Interleaved rows into planes: 32 bytes of CbCr pairs already are 16
+//   16-bit lanes, Cb in the low byte and Cr in the high byte, so masking and
+//   shifting gives the two channels widened; the filter runs on the lanes and
+//   packing to bytes both bounds the results and splits the planes.
+// Luma rows go through RowCopy with ordinary stores.
 #include "resample/filter.h"
 
 #include <immintrin.h>
@@ -34,44 +41,76 @@ inline uint8_t* RowAt(uint8_t* p, int step, int i) {
 
 // ---- AVX2 building blocks ------------------------------------------------
 
+// Weights (wa, wb) for the multiply-add of bytes a, b paired up.
+KEL_AVX2_INLINE __m256i Weights(int wa, int wb) {
+  return simd::Set16((wb << 8) | (wa & 0xFF));
+}
+// wa a + wb b per byte position, as 16-bit sums: lanes of the low and the
+// high 8 bytes of each 128-bit lane.
+KEL_AVX2_INLINE __m256i MaddLo(__m256i a, __m256i b, __m256i w) {
+  return _mm256_maddubs_epi16(_mm256_unpacklo_epi8(a, b), w);
+}
+KEL_AVX2_INLINE __m256i MaddHi(__m256i a, __m256i b, __m256i w) {
+  return _mm256_maddubs_epi16(_mm256_unpackhi_epi8(a, b), w);
+}
+
+// (9 (b + c) - a - d + 8) >> 4, clamped: the sums lie in -502..4598.
+KEL_AVX2_INLINE __m256i Interp4Bytes(__m256i a, __m256i b, __m256i c,
+                                     __m256i d) {
+  const __m256i k9 = Weights(9, 9), kNeg = Weights(-1, -1);
+  const __m256i k8 = simd::Set16(8);
+  __m256i lo = _mm256_add_epi16(MaddLo(b, c, k9), MaddLo(a, d, kNeg));
+  __m256i hi = _mm256_add_epi16(MaddHi(b, c, k9), MaddHi(a, d, kNeg));
+  lo = _mm256_srai_epi16(_mm256_add_epi16(lo, k8), 4);
+  hi = _mm256_srai_epi16(_mm256_add_epi16(hi, k8), 4);
+  return _mm256_packus_epi16(lo, hi);
+}
+// (3 nearer + farther) >> 2: the sums lie in 0..1020.
+KEL_AVX2_INLINE __m256i Near3Bytes(__m256i nearer, __m256i farther) {
+  const __m256i k31 = Weights(3, 1);
+  const __m256i lo = _mm256_srli_epi16(MaddLo(nearer, farther, k31), 2);
+  const __m256i hi = _mm256_srli_epi16(MaddHi(nearer, farther, k31), 2);
+  return _mm256_packus_epi16(lo, hi);
+}
 KEL_AVX2_INLINE __m256i LowBytes(__m256i v) {
   return _mm256_and_si256(v, simd::Set16(0x00FF));
 }
 KEL_AVX2_INLINE __m256i HighBytes(__m256i v) { return _mm256_srli_epi16(v, 8); }
 
-// (9 (b + c) - a - d + 8) >> 4 on 16-bit lanes holding 0..255; the result
-// lies in -32..287 and is bounded by the caller's saturating pack.
+// The same filters on 16-bit lanes holding 0..255, for interleaved rows
+// split into their Cb and Cr lanes; results are bounded when packed.
 KEL_AVX2_INLINE __m256i Interp4Lanes(__m256i a, __m256i b, __m256i c,
                                      __m256i d) {
   __m256i s = _mm256_mullo_epi16(_mm256_add_epi16(b, c), simd::Set16(9));
   s = _mm256_sub_epi16(s, _mm256_add_epi16(a, d));
   return _mm256_srai_epi16(_mm256_add_epi16(s, simd::Set16(8)), 4);
 }
-// (3 nearer + farther) >> 2
-KEL_AVX2_INLINE __m256i Near3Lanes(__m256i nearer, __m256i farther) {
-  const __m256i n3 = _mm256_add_epi16(_mm256_slli_epi16(nearer, 1), nearer);
-  return _mm256_srli_epi16(_mm256_add_epi16(n3, farther), 2);
-}
-// (a + 2 b + c) >> 2
 KEL_AVX2_INLINE __m256i Smooth121Lanes(__m256i a, __m256i b, __m256i c) {
   const __m256i s =
       _mm256_add_epi16(_mm256_add_epi16(a, c), _mm256_slli_epi16(b, 1));
   return _mm256_srli_epi16(s, 2);
 }
 
-// 16 samples of one planar row, widened.
-KEL_AVX2_INLINE __m256i Load16Wide(const uint8_t* p) {
-  return simd::WidenU8(simd::Load128(p));
+// Cb and Cr lanes of 32 pairs (two vectors each) stored as samples.
+KEL_AVX2_INLINE void StoreLanes32(__m256i cb0, __m256i cb1, __m256i cr0,
+                                  __m256i cr1, uint8_t* cb, uint8_t* cr) {
+  simd::Store(cb, simd::PackU8(cb0, cb1));
+  simd::Store(cr, simd::PackU8(cr0, cr1));
+}
+// Cb and Cr lanes of 16 pairs stored as samples.
+KEL_AVX2_INLINE void StoreLanes16(__m256i vcb, __m256i vcr, uint8_t* cb,
+                                  uint8_t* cr) {
+  const __m256i p = simd::PackU8(vcb, vcr);
+  simd::Store128(cb, _mm256_castsi256_si128(p));
+  simd::Store128(cr, _mm256_extracti128_si256(p, 1));
+}
+
+// 16 bytes in the low half of a register (the high half is zero).
+KEL_AVX2_INLINE __m256i Load16(const uint8_t* p) {
+  return _mm256_zextsi128_si256(simd::Load128(p));
 }
 
 // ---- 4:2:0 -> 4:2:2, four taps --------------------------------------------
-
-// 16 interpolated samples from rows a, b, c, d.
-KEL_AVX2_INLINE __m256i Interp4Unit(const uint8_t* a, const uint8_t* b,
-                                    const uint8_t* c, const uint8_t* d) {
-  return Interp4Lanes(Load16Wide(a), Load16Wide(b), Load16Wide(c),
-                      Load16Wide(d));
-}
 
 // The rows of one chroma row pair: `even` repeats row b, `odd` interpolates
 // between b and c (a above b, d below c). Returns the samples done.
@@ -80,15 +119,17 @@ KEL_AVX2 int FourTapRowsAvx2(const uint8_t* a, const uint8_t* b,
                              uint8_t* odd, int n) {
   int x = 0;
   for (; x + 32 <= n; x += 32) {
-    simd::Store(even + x, simd::Load(b + x));
-    simd::Store(odd + x, simd::PackU8(Interp4Unit(a + x, b + x, c + x, d + x),
-                                      Interp4Unit(a + x + 16, b + x + 16,
-                                                  c + x + 16, d + x + 16)));
+    const __m256i vb = simd::Load(b + x);
+    simd::Store(even + x, vb);
+    simd::Store(odd + x, Interp4Bytes(simd::Load(a + x), vb, simd::Load(c + x),
+                                      simd::Load(d + x)));
   }
   if (x + 16 <= n) {
-    simd::Store128(even + x, simd::Load128(b + x));
-    const __m256i v = Interp4Unit(a + x, b + x, c + x, d + x);
-    simd::Store128(odd + x, _mm256_castsi256_si128(simd::PackU8(v, v)));
+    const __m256i vb = Load16(b + x);
+    simd::Store128(even + x, _mm256_castsi256_si128(vb));
+    const __m256i v =
+        Interp4Bytes(Load16(a + x), vb, Load16(c + x), Load16(d + x));
+    simd::Store128(odd + x, _mm256_castsi256_si128(v));
     x += 16;
   }
   return x;
@@ -105,8 +146,8 @@ void FourTapRows(const uint8_t* a, const uint8_t* b, const uint8_t* c,
   }
 }
 
-// 16 pairs from `off` bytes on, as Cb and Cr lanes of the repeated row b
-// (bcb, bcr) and of the interpolated row (icb, icr).
+// 16 pairs from byte `off` on: the Cb and Cr lanes of row b and of the
+// interpolated row.
 struct PairLanes {
   __m256i bcb, bcr, icb, icr;
 };
@@ -123,7 +164,8 @@ KEL_AVX2_INLINE PairLanes FourTapPairUnit(const uint8_t* a, const uint8_t* b,
   return v;
 }
 
-// The same from rows of interleaved pairs, into Cb and Cr planes.
+// The same from rows of interleaved pairs, into Cb and Cr planes. Here the
+// pairs are already 16-bit lanes, so the filter runs on the split lanes.
 KEL_AVX2 int FourTapPairsAvx2(const uint8_t* a, const uint8_t* b,
                               const uint8_t* c, const uint8_t* d,
                               uint8_t* evenCb, uint8_t* evenCr, uint8_t* oddCb,
@@ -132,19 +174,13 @@ KEL_AVX2 int FourTapPairsAvx2(const uint8_t* a, const uint8_t* b,
   for (; x + 32 <= pairs; x += 32) {
     const PairLanes v0 = FourTapPairUnit(a, b, c, d, 2 * x);
     const PairLanes v1 = FourTapPairUnit(a, b, c, d, 2 * x + 32);
-    simd::Store(evenCb + x, simd::PackU8(v0.bcb, v1.bcb));
-    simd::Store(evenCr + x, simd::PackU8(v0.bcr, v1.bcr));
-    simd::Store(oddCb + x, simd::PackU8(v0.icb, v1.icb));
-    simd::Store(oddCr + x, simd::PackU8(v0.icr, v1.icr));
+    StoreLanes32(v0.bcb, v1.bcb, v0.bcr, v1.bcr, evenCb + x, evenCr + x);
+    StoreLanes32(v0.icb, v1.icb, v0.icr, v1.icr, oddCb + x, oddCr + x);
   }
   if (x + 16 <= pairs) {
     const PairLanes v = FourTapPairUnit(a, b, c, d, 2 * x);
-    const __m256i e = simd::PackU8(v.bcb, v.bcr);
-    const __m256i o = simd::PackU8(v.icb, v.icr);
-    simd::Store128(evenCb + x, _mm256_castsi256_si128(e));
-    simd::Store128(evenCr + x, _mm256_extracti128_si256(e, 1));
-    simd::Store128(oddCb + x, _mm256_castsi256_si128(o));
-    simd::Store128(oddCr + x, _mm256_extracti128_si256(o, 1));
+    StoreLanes16(v.bcb, v.bcr, evenCb + x, evenCr + x);
+    StoreLanes16(v.icb, v.icr, oddCb + x, oddCr + x);
     x += 16;
   }
   return x;
@@ -265,10 +301,9 @@ KEL_AVX2 int PackNear3RowAvx2(const uint8_t* y, const uint8_t* nearer,
                               const uint8_t* farther, uint8_t* dst, int w) {
   int x = 0;
   for (; x + 32 <= w; x += 32) {
-    const __m256i vn = simd::Load(nearer + x), vf = simd::Load(farther + x);
-    const __m256i lo = Near3Lanes(LowBytes(vn), LowBytes(vf));
-    const __m256i hi = Near3Lanes(HighBytes(vn), HighBytes(vf));
-    const __m256i c = _mm256_or_si256(lo, _mm256_slli_epi16(hi, 8));
+    // Interleaving luma with the CbCr pairs byte by byte gives Y0 Cb Y1 Cr.
+    const __m256i c =
+        Near3Bytes(simd::Load(nearer + x), simd::Load(farther + x));
     const __m256i vy = simd::Load(y + x);
     const __m256i p0 = _mm256_unpacklo_epi8(vy, c);
     const __m256i p1 = _mm256_unpackhi_epi8(vy, c);
@@ -315,15 +350,14 @@ KelResult YCbCr420ToYCbCr422FilterP2C2R(const Kel8u* pSrcY, int srcYStep,
   return kelOk;
 }
 
-// ---- 4:2:0 -> 4:2:0 YCrCb, one-two-one
-// ---------------------------------------
+// ---- 4:2:0 -> 4:2:0 YCrCb, one-two-one -------------------------------------
 
-// 16 pairs from x on: Cb results in *vcb, Cr results in *vcr.
+// 16 pairs from byte `off` on, smoothed: Cb lanes in *vcb, Cr in *vcr.
 KEL_AVX2_INLINE void Smooth121PairUnit(const uint8_t* a, const uint8_t* b,
-                                       const uint8_t* c, int x, __m256i* vcb,
+                                       const uint8_t* c, int off, __m256i* vcb,
                                        __m256i* vcr) {
-  const __m256i ra = simd::Load(a + 2 * x), rb = simd::Load(b + 2 * x);
-  const __m256i rc = simd::Load(c + 2 * x);
+  const __m256i ra = simd::Load(a + off), rb = simd::Load(b + off);
+  const __m256i rc = simd::Load(c + off);
   *vcb = Smooth121Lanes(LowBytes(ra), LowBytes(rb), LowBytes(rc));
   *vcr = Smooth121Lanes(HighBytes(ra), HighBytes(rb), HighBytes(rc));
 }
@@ -335,16 +369,13 @@ KEL_AVX2 int Smooth121PairsAvx2(const uint8_t* a, const uint8_t* b,
   int x = 0;
   __m256i cb0, cr0, cb1, cr1;
   for (; x + 32 <= pairs; x += 32) {
-    Smooth121PairUnit(a, b, c, x, &cb0, &cr0);
-    Smooth121PairUnit(a, b, c, x + 16, &cb1, &cr1);
-    simd::Store(cb + x, simd::PackU8(cb0, cb1));
-    simd::Store(cr + x, simd::PackU8(cr0, cr1));
+    Smooth121PairUnit(a, b, c, 2 * x, &cb0, &cr0);
+    Smooth121PairUnit(a, b, c, 2 * x + 32, &cb1, &cr1);
+    StoreLanes32(cb0, cb1, cr0, cr1, cb + x, cr + x);
   }
   if (x + 16 <= pairs) {
-    Smooth121PairUnit(a, b, c, x, &cb0, &cr0);
-    const __m256i v = simd::PackU8(cb0, cr0);
-    simd::Store128(cb + x, _mm256_castsi256_si128(v));
-    simd::Store128(cr + x, _mm256_extracti128_si256(v, 1));
+    Smooth121PairUnit(a, b, c, 2 * x, &cb0, &cr0);
+    StoreLanes16(cb0, cr0, cb + x, cr + x);
     x += 16;
   }
   return x;
