@@ -1,8 +1,14 @@
 // kelGetMaxCacheSizeB: the largest cache described by the processor's
 // deterministic cache parameters (CPUID leaf 4 on Intel, leaf 0x8000001D on
 // AMD and Hygon).
+//
+// The description is read once per process and then answered from memory:
+// under virtualisation each CPUID instruction traps to the hypervisor, and
+// the walk over the cache leaves costs tens of microseconds, a large share
+// of the copies that ask for it.
 #include <cpuid.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 
@@ -28,12 +34,10 @@ int64_t LargestCache(unsigned leaf) {
   return largest;
 }
 
-}  // namespace
-
-extern "C" int kelGetMaxCacheSizeB(int32_t* sizeB) {
-  if (sizeB == nullptr) return 1;
+// The largest cache in bytes, or 0 when the processor describes none.
+int64_t ReadLargestCache() {
   unsigned maxLeaf = 0, b = 0, c = 0, d = 0;
-  if (!__get_cpuid(0, &maxLeaf, &b, &c, &d)) return 1;
+  if (!__get_cpuid(0, &maxLeaf, &b, &c, &d)) return 0;
   char vendor[13] = {};
   std::memcpy(vendor + 0, &b, 4);
   std::memcpy(vendor + 4, &d, 4);
@@ -51,7 +55,22 @@ extern "C" int kelGetMaxCacheSizeB(int32_t* sizeB) {
     if (maxExt >= 0x8000001Du && topologyExtensions)
       largest = LargestCache(0x8000001Du);
   }
-  if (largest <= 0) return 1;
+  return largest > 0 ? largest : 0;
+}
+
+// -1 until the description has been read; then the largest cache, 0 for none.
+std::atomic<int64_t> g_largest{-1};
+
+}  // namespace
+
+extern "C" int kelGetMaxCacheSizeB(int32_t* sizeB) {
+  if (sizeB == nullptr) return 1;
+  int64_t largest = g_largest.load(std::memory_order_relaxed);
+  if (largest < 0) {
+    largest = ReadLargestCache();  // the same answer on every thread
+    g_largest.store(largest, std::memory_order_relaxed);
+  }
+  if (largest == 0) return 1;
   if (largest > INT32_MAX) largest = INT32_MAX;
   *sizeB = static_cast<int32_t>(largest);
   return 0;
