@@ -251,10 +251,11 @@ using FormS = Form2p16<false>;
 // of the in-lane byte unpacks, which the final unsigned pack undoes), and
 // the form's terms for the same lanes.
 
-// Terms of 32 pixels from chroma in 16-bit lanes, by horizontal sampling.
-// Per pixel: two vectors in block order. Per pair: one vector of 16 samples
-// [c0..c7 | c8..c15]. Per four pixels: samples c0..c3 in the low lane's
-// first four lanes, c4..c7 in the high lane's.
+// Terms of 32 pixels from subsampled chroma in 16-bit lanes. PairTerms
+// takes one sample per pixel pair, 16 samples [c0..c7 | c8..c15]; QuadTerms
+// one per four pixels, c0..c3 in the first four lanes of the low half and
+// c4..c7 in those of the high half. (Chroma with one sample per pixel needs
+// no duplication: its sources call Form::Chroma on each half.)
 template <class Form>
 KEL_AVX2_INLINE void PairTerms(__m256i cb, __m256i cr, Terms* lo, Terms* hi) {
   const Terms t = Form::Chroma(cb, cr);
