@@ -39,6 +39,13 @@ inline uint8_t* RowAt(uint8_t* p, int step, int i) {
   return p + static_cast<ptrdiff_t>(i) * step;
 }
 
+// Whether [p, p + n) and [q, q + m) share a byte.
+inline bool Overlap(const uint8_t* p, size_t n, const uint8_t* q, size_t m) {
+  const auto a = reinterpret_cast<uintptr_t>(p);
+  const auto b = reinterpret_cast<uintptr_t>(q);
+  return a < b + m && b < a + n;
+}
+
 // ---- AVX2 building blocks ------------------------------------------------
 
 // Weights (wa, wb) for the multiply-add of bytes a, b paired up.
@@ -317,12 +324,22 @@ template <class Isa>
 void PackNear3Row(const uint8_t* y, const uint8_t* nearer,
                   const uint8_t* farther, uint8_t* dst, int w) {
   int x = 0;
-  if constexpr (kIsAvx2<Isa>) x = PackNear3RowAvx2(y, nearer, farther, dst, w);
+  // A destination row that overlaps a source row is written by the
+  // per-sample loop alone, so the result does not depend on the vector width.
+  if constexpr (kIsAvx2<Isa>) {
+    const size_t n = static_cast<size_t>(w);
+    if (!Overlap(dst, 2 * n, y, n) && !Overlap(dst, 2 * n, nearer, n) &&
+        !Overlap(dst, 2 * n, farther, n))
+      x = PackNear3RowAvx2(y, nearer, farther, dst, w);
+  }
   for (; x < w; x += 2) {
-    dst[2 * x] = y[x];
-    dst[2 * x + 1] = Near3(nearer[x], farther[x]);
-    dst[2 * x + 2] = y[x + 1];
-    dst[2 * x + 3] = Near3(nearer[x + 1], farther[x + 1]);
+    const uint8_t y0 = y[x], y1 = y[x + 1];
+    const uint8_t cb = Near3(nearer[x], farther[x]);
+    const uint8_t cr = Near3(nearer[x + 1], farther[x + 1]);
+    dst[2 * x] = y0;
+    dst[2 * x + 1] = cb;
+    dst[2 * x + 2] = y1;
+    dst[2 * x + 3] = cr;
   }
 }
 

@@ -584,6 +584,25 @@ TEST(SlicedPacked422, EdgeRowsFollowTheSlicePosition) {
   });
 }
 
+TEST(SlicedPacked422, RowsWrittenOverTheirSourceGiveTheSameBytesInEitherMode) {
+  // Each packed row starts 8 bytes into the luma row it is made from.
+  auto rng = kel::test::TestRng();
+  const int w = 96, h = 8;
+  std::vector<uint8_t> initial(2 * w * (h + 1)), chroma(w * h / 2);
+  for (auto& b : initial) b = static_cast<uint8_t>(rng());
+  for (auto& b : chroma) b = static_cast<uint8_t>(rng());
+  std::vector<std::vector<uint8_t>> results;
+  ForEachDispatch([&] {
+    std::vector<uint8_t> buf = initial;
+    ASSERT_EQ(keliYCbCr420ToYCbCr422_Filter_8u_P2C2R(
+                  buf.data(), 2 * w, chroma.data(), w, buf.data() + 8, 2 * w,
+                  {w, h}, kelSliceWhole),
+              kelOk);
+    results.push_back(buf);
+  });
+  for (const auto& r : results) EXPECT_TRUE(r == results.front());
+}
+
 TEST(SlicedPacked422, OtherPositionsDoNothing) {
   auto rng = kel::test::TestRng();
   Picture pic(64, 8, rng);
