@@ -72,8 +72,36 @@ inline constexpr ByteMask kC3Scatter[3] = {C3Scatter(0), C3Scatter(1),
                                            C3Scatter(2)};
 inline constexpr ByteMask kC4Group = C4Group();
 
-KEL_AVX2_INLINE __m256i Mask(const ByteMask& m) {
-  return _mm256_load_si256(reinterpret_cast<const __m256i*>(m.v));
+// Constants are read from memory through a pointer the compiler cannot see
+// through, so that they stay memory operands: the kernels need more
+// constants than there are vector registers, and rebuilding a broadcast
+// inside the loop costs far more than a load.
+template <class T>
+KEL_AVX2_INLINE __m256i LoadConstant(const T* p) {
+  __asm__("" : "+r"(p));
+  return _mm256_load_si256(reinterpret_cast<const __m256i*>(p));
+}
+
+KEL_AVX2_INLINE __m256i Mask(const ByteMask& m) { return LoadConstant(m.v); }
+
+template <int16_t V>
+struct Splat16 {
+  alignas(32) static constexpr int16_t v[16] = {V, V, V, V, V, V, V, V,
+                                                V, V, V, V, V, V, V, V};
+};
+// Sixteen 16-bit lanes of V.
+template <int V>
+KEL_AVX2_INLINE __m256i K16() {
+  return LoadConstant(Splat16<static_cast<int16_t>(V)>::v);
+}
+
+// Byte select: b where the mask byte's top bit is set, else a. Written out
+// so that the compiler keeps the one instruction instead of re-deriving the
+// mask with a comparison first.
+KEL_AVX2_INLINE __m256i BlendBytes(__m256i a, __m256i b, __m256i mask) {
+  __m256i r;
+  __asm__("vpblendvb %3, %2, %1, %0" : "=x"(r) : "x"(a), "x"(b), "x"(mask));
+  return r;
 }
 
 // ---- Loads -----------------------------------------------------------------
@@ -111,10 +139,10 @@ KEL_AVX2_INLINE Rgb8 LoadRgb(const typename Src::RowView& s, int x) {
     const __m256i a = LoadLanes<N>(p, 0, 48), b = LoadLanes<N>(p, 16, 64),
                   c = LoadLanes<N>(p, 32, 80);
     __m256i ch[3];
+#pragma GCC unroll 3
     for (int k = 0; k < 3; ++k) {
-      const __m256i t =
-          _mm256_blendv_epi8(_mm256_blendv_epi8(a, b, Mask(kC3Select[k][1])), c,
-                             Mask(kC3Select[k][2]));
+      const __m256i t = BlendBytes(BlendBytes(a, b, Mask(kC3Select[k][1])), c,
+                                   Mask(kC3Select[k][2]));
       ch[k] = _mm256_shuffle_epi8(t, Mask(kC3Gather[k]));
     }
     c0 = ch[0], c1 = ch[1], c2 = ch[2];
@@ -151,20 +179,20 @@ KEL_AVX2_INLINE __m256i Widen256Hi(__m256i v) {
 
 // Block form A luma from 256 R, 256 G, 256 B; clamp left to the pack.
 KEL_AVX2_INLINE __m256i LumaA(__m256i r, __m256i g, __m256i b) {
-  __m256i s = simd::AddSatU16(simd::MulHiU16(r, simd::Set16(8422)),
-                              simd::MulHiU16(g, simd::Set16(16515)));
-  s = simd::AddSatU16(simd::AddSatU16(s, simd::MulHiU16(b, simd::Set16(3212))),
-                      simd::Set16(2112));
+  __m256i s = simd::AddSatU16(simd::MulHiU16(r, K16<8422>()),
+                              simd::MulHiU16(g, K16<16515>()));
+  s = simd::AddSatU16(simd::AddSatU16(s, simd::MulHiU16(b, K16<3212>())),
+                      K16<2112>());
   return _mm256_srli_epi16(s, 7);
 }
 
 // Block form B luma from 256 R, 256 G, 256 B; clamp left to the pack.
 KEL_AVX2_INLINE __m256i LumaB(__m256i r, __m256i g, __m256i b) {
-  __m256i s = simd::AddSatU16(simd::MulHiU16(r, simd::Set16(16843)),
-                              simd::MulHiU16(g, simd::Set16(33030)));
-  s = simd::AddSatU16(simd::AddSatU16(s, simd::MulHiU16(b, simd::Set16(6423))),
-                      simd::Set16(128));
-  return simd::AddSatU16(_mm256_srli_epi16(s, 8), simd::Set16(16));
+  __m256i s = simd::AddSatU16(simd::MulHiU16(r, K16<16843>()),
+                              simd::MulHiU16(g, K16<33030>()));
+  s = simd::AddSatU16(simd::AddSatU16(s, simd::MulHiU16(b, K16<6423>())),
+                      K16<128>());
+  return simd::AddSatU16(_mm256_srli_epi16(s, 8), K16<16>());
 }
 
 struct Coef {
@@ -175,23 +203,24 @@ inline constexpr Coef kCr{28770, -24117, -4653};
 
 // Block form A chroma from values scaled to 128 times the block mean; the
 // sum wraps and is shifted as unsigned, the clamp is left to the pack.
-KEL_AVX2_INLINE __m256i ChromaA(__m256i sr, __m256i sg, __m256i sb, Coef c) {
-  __m256i s = _mm256_add_epi16(simd::MulHiS16(sr, simd::Set16(c.r)),
-                               simd::MulHiS16(sg, simd::Set16(c.g)));
-  s = _mm256_add_epi16(
-      _mm256_add_epi16(s, simd::MulHiS16(sb, simd::Set16(c.b))),
-      simd::Set16(16448));
+template <Coef c>
+KEL_AVX2_INLINE __m256i ChromaA(__m256i sr, __m256i sg, __m256i sb) {
+  __m256i s = _mm256_add_epi16(simd::MulHiS16(sr, K16<c.r>()),
+                               simd::MulHiS16(sg, K16<c.g>()));
+  s = _mm256_add_epi16(_mm256_add_epi16(s, simd::MulHiS16(sb, K16<c.b>())),
+                       K16<16448>());
   return _mm256_srli_epi16(s, 7);
 }
 
 // Block form B chroma from 128 R, 128 G, 128 B (signed result; the pack
 // clamps it).
-KEL_AVX2_INLINE __m256i ChromaB(__m256i r, __m256i g, __m256i b, Coef c) {
-  __m256i s = simd::AddSatS16(simd::MulHiS16(r, simd::Set16(c.r)),
-                              simd::MulHiS16(g, simd::Set16(c.g)));
-  s = simd::AddSatS16(simd::AddSatS16(s, simd::MulHiS16(b, simd::Set16(c.b))),
-                      simd::Set16(64));
-  return simd::AddSatS16(_mm256_srai_epi16(s, 7), simd::Set16(128));
+template <Coef c>
+KEL_AVX2_INLINE __m256i ChromaB(__m256i r, __m256i g, __m256i b) {
+  __m256i s = simd::AddSatS16(simd::MulHiS16(r, K16<c.r>()),
+                              simd::MulHiS16(g, K16<c.g>()));
+  s = simd::AddSatS16(simd::AddSatS16(s, simd::MulHiS16(b, K16<c.b>())),
+                      K16<64>());
+  return simd::AddSatS16(_mm256_srai_epi16(s, 7), K16<128>());
 }
 
 // Bytes in pixel order from two halves [0..7 | 16..23], [8..15 | 24..31].
@@ -207,7 +236,7 @@ KEL_AVX2_INLINE __m256i LumaBytesA(const Rgb8& in) {
 
 // Sums of horizontally adjacent pixels: pairs [0..7 | 8..15].
 KEL_AVX2_INLINE __m256i PairSums(__m256i v) {
-  return _mm256_maddubs_epi16(v, _mm256_set1_epi8(1));
+  return _mm256_maddubs_epi16(v, K16<0x0101>());
 }
 
 // 32 times the sums of four adjacent pixels: [0..3 0..3 | 4..7 4..7].
@@ -243,13 +272,14 @@ KEL_AVX2_INLINE void Store444(const typename Dst::RowView& d, int x, __m256i y,
                           _mm256_shuffle_epi8(cb, Mask(kC3Scatter[1])),
                           _mm256_shuffle_epi8(cr, Mask(kC3Scatter[2]))};
     __m256i o[3];
+#pragma GCC unroll 3
     for (int k = 0; k < 3; ++k) {
-      o[k] = _mm256_blendv_epi8(
-          _mm256_blendv_epi8(v[0], v[1], Mask(kC3Select[1][k])), v[2],
-          Mask(kC3Select[2][k]));
+      o[k] = BlendBytes(BlendBytes(v[0], v[1], Mask(kC3Select[1][k])), v[2],
+                        Mask(kC3Select[2][k]));
       simd::Store128(p + 16 * k, _mm256_castsi256_si128(o[k]));
     }
     if constexpr (N == 32) {
+#pragma GCC unroll 3
       for (int k = 0; k < 3; ++k)
         simd::Store128(p + 48 + 16 * k, _mm256_extracti128_si256(o[k], 1));
     }
@@ -277,7 +307,7 @@ KEL_AVX2_INLINE void Store444(const typename Dst::RowView& d, int x, __m256i y,
 // Chroma words of blocks [0..7 | 8..15] as interleaved bytes, first then
 // second: [f0 s0 f1 s1 ... f7 s7 | f8 s8 ... f15 s15].
 KEL_AVX2_INLINE __m256i InterleaveChroma(__m256i first, __m256i second) {
-  const __m256i max = simd::Set16(255);
+  const __m256i max = K16<255>();
   return _mm256_or_si256(_mm256_min_epu16(first, max),
                          _mm256_slli_epi16(_mm256_min_epu16(second, max), 8));
 }
@@ -342,6 +372,7 @@ KEL_AVX2_INLINE void Block444(const typename Src::RowView& s,
                               const typename Dst::RowView& d, int x) {
   const Rgb8 in = LoadRgb<N, Src>(s, x);
   __m256i y[2], cb[2], cr[2];
+#pragma GCC unroll 2
   for (int h = 0; h < 2; ++h) {
     const __m256i r = h ? Widen256Hi(in.r) : Widen256Lo(in.r);
     const __m256i g = h ? Widen256Hi(in.g) : Widen256Lo(in.g);
@@ -350,12 +381,12 @@ KEL_AVX2_INLINE void Block444(const typename Src::RowView& s,
                   b7 = _mm256_srli_epi16(b, 1);
     if constexpr (kFormB) {
       y[h] = LumaB(r, g, b);
-      cb[h] = ChromaB(r7, g7, b7, kCb);
-      cr[h] = ChromaB(r7, g7, b7, kCr);
+      cb[h] = ChromaB<kCb>(r7, g7, b7);
+      cr[h] = ChromaB<kCr>(r7, g7, b7);
     } else {
       y[h] = LumaA(r, g, b);
-      cb[h] = ChromaA(r7, g7, b7, kCb);
-      cr[h] = ChromaA(r7, g7, b7, kCr);
+      cb[h] = ChromaA<kCb>(r7, g7, b7);
+      cr[h] = ChromaA<kCr>(r7, g7, b7);
     }
   }
   Store444<N, Dst>(d, x, Pack(y[0], y[1]), Pack(cb[0], cb[1]),
@@ -369,8 +400,8 @@ KEL_AVX2_INLINE void Block422(const typename Src::RowView& s,
   const __m256i sr = _mm256_slli_epi16(PairSums(in.r), 6);
   const __m256i sg = _mm256_slli_epi16(PairSums(in.g), 6);
   const __m256i sb = _mm256_slli_epi16(PairSums(in.b), 6);
-  Store422<N, Dst>(d, x, LumaBytesA(in), ChromaA(sr, sg, sb, kCb),
-                   ChromaA(sr, sg, sb, kCr));
+  Store422<N, Dst>(d, x, LumaBytesA(in), ChromaA<kCb>(sr, sg, sb),
+                   ChromaA<kCr>(sr, sg, sb));
 }
 
 template <int N, class Src, class Dst>
@@ -384,8 +415,8 @@ KEL_AVX2_INLINE void Block420(const typename Src::RowView& s0,
       _mm256_slli_epi16(_mm256_add_epi16(PairSums(a.g), PairSums(b.g)), 5);
   const __m256i sb =
       _mm256_slli_epi16(_mm256_add_epi16(PairSums(a.b), PairSums(b.b)), 5);
-  Store420<N, Dst>(d, x, LumaBytesA(a), LumaBytesA(b), ChromaA(sr, sg, sb, kCb),
-                   ChromaA(sr, sg, sb, kCr));
+  Store420<N, Dst>(d, x, LumaBytesA(a), LumaBytesA(b), ChromaA<kCb>(sr, sg, sb),
+                   ChromaA<kCr>(sr, sg, sb));
 }
 
 template <int N, class Src>
@@ -398,7 +429,7 @@ KEL_AVX2_INLINE void Block411(const typename Src::RowView& s,
   // Bytes [cb 0..3, cb 0..3, cr 0..3, cr 0..3 | cb 4..7, ...]: dwords 0, 4
   // are Cb 0..7 and dwords 2, 6 are Cr 0..7.
   const __m256i p =
-      _mm256_packus_epi16(ChromaA(sr, sg, sb, kCb), ChromaA(sr, sg, sb, kCr));
+      _mm256_packus_epi16(ChromaA<kCb>(sr, sg, sb), ChromaA<kCr>(sr, sg, sb));
   const __m128i q = _mm256_castsi256_si128(_mm256_permutevar8x32_epi32(
       p, _mm256_setr_epi32(0, 4, 2, 6, 0, 0, 0, 0)));
   if constexpr (N == 32) {

@@ -500,9 +500,9 @@ namespace examples {
 
 // A one-row C3 image of w pixels all equal to (r, g, b).
 std::vector<uint8_t> Row(int w, int r, int g, int b) {
-  std::vector<uint8_t> v;
-  for (int i = 0; i < w; ++i)
-    v.insert(v.end(), {uint8_t(r), uint8_t(g), uint8_t(b)});
+  std::vector<uint8_t> v(3 * static_cast<size_t>(w));
+  for (size_t i = 0; i < v.size(); i += 3)
+    v[i] = uint8_t(r), v[i + 1] = uint8_t(g), v[i + 2] = uint8_t(b);
   return v;
 }
 
