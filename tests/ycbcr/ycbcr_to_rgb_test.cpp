@@ -203,6 +203,41 @@ const std::vector<Member>& Members() {
 }
 #undef M
 
+// The bytes per row and rows of each source and destination plane.
+struct Shape {
+  int rowBytes, rows;
+};
+std::vector<Shape> SrcShapes(const Member& m, int w, int h) {
+  const int cw = w / m.subX, ch = h / m.subY;
+  switch (m.src) {
+    case Src::kPacked444:
+      return {{3 * w, h}};
+    case Src::kAc4:
+      return {{4 * w, h}};
+    case Src::kPacked422:
+      return {{2 * w, h}};
+    case Src::kPlanar444:
+      return {{w, h}, {w, h}, {w, h}};
+    case Src::kPlanar:
+      return {{w, h}, {cw, ch}, {cw, ch}};
+    case Src::kSemi:
+      return {{w, h}, {2 * cw, ch}};
+  }
+  return {};
+}
+std::vector<Shape> DstShapes(const Member& m, int w, int h) {
+  switch (m.dst) {
+    case Dst::kC3:
+      return {{3 * w, h}};
+    case Dst::kC4:
+    case Dst::kAc4:
+      return {{4 * w, h}};
+    case Dst::kP3:
+      return {{w, h}, {w, h}, {w, h}};
+  }
+  return {};
+}
+
 // Source and destination images of one call, with guards and canaries.
 struct Case {
   const Member& m;
@@ -220,45 +255,13 @@ struct Case {
       v.push_back(std::make_unique<GuardedPlane>(rowBytes, rows, slack,
                                                  misalignDist(rng)));
     };
-    const int cw = w / m.subX, ch = h / m.subY;
-    switch (m.src) {
-      case Src::kPacked444:
-        plane(src, 3 * w, h, slackDist(rng));
-        break;
-      case Src::kAc4:
-        plane(src, 4 * w, h, slackDist(rng));
-        break;
-      case Src::kPacked422:
-        plane(src, 2 * w, h, slackDist(rng));
-        break;
-      case Src::kPlanar444: {
-        const int slack = slackDist(rng);  // one step for the three planes
-        for (int i = 0; i < 3; ++i) plane(src, w, h, slack);
-        break;
-      }
-      case Src::kPlanar:
-        plane(src, w, h, slackDist(rng));
-        plane(src, cw, ch, slackDist(rng));
-        plane(src, cw, ch, slackDist(rng));
-        break;
-      case Src::kSemi:
-        plane(src, w, h, slackDist(rng));
-        plane(src, 2 * cw, ch, slackDist(rng));
-        break;
-    }
-    const int dstSlack = slackDist(rng);
-    switch (m.dst) {
-      case Dst::kC3:
-        plane(dst, 3 * w, h, dstSlack);
-        break;
-      case Dst::kC4:
-      case Dst::kAc4:
-        plane(dst, 4 * w, h, dstSlack);
-        break;
-      case Dst::kP3:
-        for (int i = 0; i < 3; ++i) plane(dst, w, h, dstSlack);
-        break;
-    }
+    // Planes that share one step get the same slack.
+    const int srcSlack = slackDist(rng), dstSlack = slackDist(rng);
+    for (const Shape& s : SrcShapes(m, w, h))
+      plane(src, s.rowBytes, s.rows,
+            m.src == Src::kPlanar444 ? srcSlack : slackDist(rng));
+    for (const Shape& s : DstShapes(m, w, h))
+      plane(dst, s.rowBytes, s.rows, dstSlack);
     for (size_t i = 0; i < src.size(); ++i) {
       src[i]->FillRandom(rng);
       srcPtr[i] = src[i]->data();
@@ -617,6 +620,51 @@ TEST(YCbCrToRgb, Ac4KeepsTheDestinationAlpha) {
     const auto after = c.dst[0]->Image();
     for (size_t i = 3; i < after.size(); i += 4) ASSERT_EQ(after[i], before[i]);
   });
+}
+
+// Planes allocated to the exact byte, so that the sanitizer builds catch
+// any read or write past a plane; both implementations give the same bytes.
+TEST(YCbCrToRgb, AccessesStayInsideExactPlanes) {
+  std::mt19937 rng = kel::test::TestRng();
+  const bool initial = kel::frame::UsingAvx2();
+  for (const Member& m : Members()) {
+    for (int w : {1, 2, 3, 4, 5, 15, 16, 17, 31, 32, 33, 34, 63, 64, 65}) {
+      for (int h : {1, 2, 3}) {
+        SCOPED_TRACE(m.name + " " + std::to_string(w) + "x" +
+                     std::to_string(h));
+        const auto srcShapes = SrcShapes(m, w, h);
+        const auto dstShapes = DstShapes(m, w, h);
+        std::vector<std::vector<uint8_t>> src, dst[2];
+        const uint8_t* sp[3] = {};
+        int steps[3] = {};
+        for (size_t i = 0; i < srcShapes.size(); ++i) {
+          const Shape s = srcShapes[i];
+          // Planes that share a step get the luma plane's.
+          steps[i] = m.src == Src::kPlanar444 ? w : s.rowBytes;
+          src.emplace_back(std::max(1, s.rowBytes * s.rows));
+          for (auto& b : src.back()) b = static_cast<uint8_t>(rng());
+          sp[i] = src.back().data();
+        }
+        for (int mode = 0; mode < 2; ++mode) {
+          if (mode == 1 && !kel::frame::CpuHasAvx2()) break;
+          kel::frame::SelectImplementations(mode == 1);
+          uint8_t* dp[3] = {};
+          for (size_t i = 0; i < dstShapes.size(); ++i) {
+            const Shape s = dstShapes[i];
+            dst[mode].emplace_back(std::max(1, s.rowBytes * s.rows), 0x5A);
+            dp[i] = dst[mode].back().data();
+          }
+          const Io io{sp, steps, dp, dstShapes[0].rowBytes};
+          m.call(io, {w, h}, 0x33);
+        }
+        kel::frame::SelectImplementations(initial);
+        if (kel::frame::CpuHasAvx2()) {
+          for (size_t i = 0; i < dstShapes.size(); ++i)
+            ASSERT_EQ(dst[0][i], dst[1][i]) << "plane " << i;
+        }
+      }
+    }
+  }
 }
 
 // ---- Argument checks ------------------------------------------------------
