@@ -79,6 +79,8 @@ KEL_AVX2_INLINE __m256i Near3Bytes(__m256i nearer, __m256i farther) {
   const __m256i hi = _mm256_srli_epi16(MaddHi(nearer, farther, k31), 2);
   return _mm256_packus_epi16(lo, hi);
 }
+
+// The Cb (low) and Cr (high) bytes of 16-bit lanes of pairs, widened.
 KEL_AVX2_INLINE __m256i LowBytes(__m256i v) {
   return _mm256_and_si256(v, simd::Set16(0x00FF));
 }
