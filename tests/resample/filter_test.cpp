@@ -175,9 +175,10 @@ TEST(FilterExports, EachHasItsOwnPortableAndAvx2Implementation) {
 enum class Source { kPlanarCbCr, kPlanarCrCb, kInterleaved };
 
 // Source planes of a 4:2:0 image, planar or interleaved, with random data.
+// With `gapless`, the luma rows follow each other without slack.
 struct Source420 {
-  Source420(Source kind, int w, int h, std::mt19937& rng)
-      : y(w, h, Slack(w, h, 0), Misalign(w, h, 0)),
+  Source420(Source kind, int w, int h, std::mt19937& rng, bool gapless = false)
+      : y(w, h, gapless ? 0 : Slack(w, h, 0), Misalign(w, h, 0)),
         c1(kind == Source::kInterleaved ? 2 * ((w + 1) / 2) : (w + 1) / 2,
            (h + 1) / 2, Slack(w, h, 1), Misalign(w, h, 1)),
         c2((w + 1) / 2, (h + 1) / 2, Slack(w, h, 2), Misalign(w, h, 2)) {
@@ -190,8 +191,8 @@ struct Source420 {
 
 // Destination planes of a 4:2:2 (or 4:2:0) planar image.
 struct Dest3 {
-  Dest3(int w, int h, int chromaRows)
-      : y(w, h, Slack(w, h, 3), Misalign(w, h, 3)),
+  Dest3(int w, int h, int chromaRows, bool gapless = false)
+      : y(w, h, gapless ? 0 : Slack(w, h, 3), Misalign(w, h, 3)),
         c1((w + 1) / 2, chromaRows, Slack(w, h, 4), Misalign(w, h, 4)),
         c2((w + 1) / 2, chromaRows, Slack(w, h, 5), Misalign(w, h, 5)) {}
   Kel8u* planes[3];
@@ -219,7 +220,8 @@ KelResult CallFourTap(Source kind, Source420& s, Dest3& d, KelImageSize roi) {
 
 // Converts a w x h region and checks every destination byte against the
 // model, and every byte around the processed region against its canary.
-void CheckFourTap(Source kind, Source420& s, int w, int h) {
+void CheckFourTap(Source kind, Source420& s, int w, int h,
+                  bool gapless = false) {
   SCOPED_TRACE(::testing::Message() << "size " << w << " x " << h);
   const int wt = w & ~1, ht = kind == Source::kInterleaved ? h & ~7 : h & ~1;
   const int cw = wt / 2, n = ht / 2;
@@ -232,7 +234,7 @@ void CheckFourTap(Source kind, Source420& s, int w, int h) {
     cr = Read(kind == Source::kPlanarCbCr ? s.c2 : s.c1, cw, n);
   }
   ForEachDispatch([&] {
-    Dest3 d(w, h, h);
+    Dest3 d(w, h, h, gapless);
     ASSERT_EQ(CallFourTap(kind, s, d, {w, h}), kelOk);
     EXPECT_TRUE(SameRows(Read(s.y, wt, ht), Read(d.y, wt, ht)));
     EXPECT_TRUE(SameRows(ModelFourTap(cb), Read(d.c1, cw, ht)));
@@ -252,6 +254,13 @@ TEST_P(FourTap, MatchesModelAtEveryWidthAndHeight) {
       Source420 s(GetParam(), w, h, rng);
       CheckFourTap(GetParam(), s, w, h);
     }
+  // Luma planes without gaps between rows, the whole region or less.
+  for (int w : {2, 64, 66, 510, 512}) {
+    SCOPED_TRACE("gapless luma");
+    Source420 s(GetParam(), w, 16, rng, true);
+    CheckFourTap(GetParam(), s, w, 16, true);
+    CheckFourTap(GetParam(), s, w, 9, true);
+  }
 }
 
 TEST_P(FourTap, ClampsOvershootAtBothEnds) {
