@@ -12,6 +12,10 @@
 //     last (width / 2) mod 8 pixel pairs of each row as the 4:2:0 members.
 //   - The planar sources with one step per plane check the step array
 //     pointer with the other top-level pointers.
+//   - The packed 4:4:4 member with a fourth byte (inverse form S) leaves
+//     that byte of the destination as it was (ConvertAc4S).
+//   - The filtered 4:2:0 member interpolates chroma vertically between
+//     chroma rows before inverse form R (FilteredPlanarSrc).
 #include "ycbcr/ycbcr_to_rgb.h"
 
 #include "frame/checks.h"
