@@ -380,23 +380,4 @@ TEST(Resample1620, OddRowsOf411AreIgnored) {
   });
 }
 
-TEST(Resample1620, LargeLumaPlanesStayExact) {
-  // A luma plane above the plane copy's query floor, with padded steps.
-  std::mt19937 rng = kel::test::TestRng();
-  const int w = 2048, h = 2048;
-  Image3 src(Sampling::k420, w, h, false, 0),
-      dst(Sampling::k1620, w, h, false, 0);
-  for (auto& p : src.planes) p.FillRandom(rng);
-  ForEachDispatch([&] {
-    ASSERT_EQ(keliYCbCr420To1620_8u_P3R(src.in(), src.steps, dst.ptrs,
-                                        dst.steps, {w, h}),
-              kelOk);
-    EXPECT_TRUE(
-        kel::test::SameBytes(src.planes[0].Image(), dst.planes[0].Image(), w));
-    EXPECT_TRUE(
-        kel::test::SameBytes(Model(Conv::k420To1620, src.planes[2], w, h),
-                             dst.planes[2].Image(), w / 4));
-  });
-}
-
 }  // namespace
