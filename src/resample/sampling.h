@@ -73,6 +73,14 @@ enum class Rule {
   kZip,   // sample j / 2 of row a (j even) or of row b (j odd)
 };
 
+// The first sample index j in [0, 32) at which p + bytesPerSample * j is
+// 32-byte aligned, or -1 when there is none.
+inline int AlignedFrom(const void* p, int bytesPerSample) {
+  const int mis = static_cast<int>(reinterpret_cast<uintptr_t>(p) % 32);
+  const int need = (32 - mis) % 32;
+  return need % bytesPerSample == 0 ? need / bytesPerSample : -1;
+}
+
 // A half-open byte range, for the overlap test of interleaving sinks.
 struct Span {
   const uint8_t* lo;
@@ -165,6 +173,9 @@ struct Reader {
   Row a;
   Row b = a;  // the odd-sample row of kZip
 
+  // Whether Fetch may start at an odd result sample.
+  static constexpr bool kAnyStart = kRule != Rule::kDup && kRule != Rule::kZip;
+
   void Get(int j, uint8_t& cb, uint8_t& cr) const {
     switch (kRule) {
       case Rule::kCopy:
@@ -245,7 +256,7 @@ struct PlanarSink {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(cb + j), b);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(cr + j), r);
   }
-  bool CanStream() const { return false; }
+  int AlignedFrom() const { return resample::AlignedFrom(cb, 1); }
 };
 
 struct PairSink {
@@ -266,7 +277,7 @@ struct PairSink {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 2 * j), lo);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 2 * j + 32), hi);
   }
-  bool CanStream() const { return false; }
+  int AlignedFrom() const { return resample::AlignedFrom(p, 2); }
 };
 
 // Packed 4:2:2 destination: each chroma sample j joins luma 2j and 2j+1.
@@ -304,7 +315,7 @@ struct PackedSink {
         _mm256_storeu_si256(q + i, v[i]);
     }
   }
-  bool CanStream() const { return reinterpret_cast<uintptr_t>(d) % 32 == 0; }
+  int AlignedFrom() const { return resample::AlignedFrom(d, 4); }
 };
 
 // ---------------------------------------------------------------------------
@@ -319,16 +330,23 @@ void MoveChromaScalar(const Reader& r, const Sink& s, int j, int n) {
   }
 }
 
-// 32 result samples per step; a row that does not end on a step boundary
-// ends with one step that overlaps the previous one, rows shorter than one
-// step are done sample by sample.
+// 32 result samples per step. Rows shorter than one step go sample by
+// sample. Otherwise the first step stores unaligned, the following ones
+// start where the destination is 32-byte aligned (overlapping the first),
+// and a row that does not end on a step boundary ends with one step that
+// overlaps the previous one. Streaming stores need the aligned steps.
 template <class Reader, class Sink>
-KEL_AVX2 void MoveChromaAvx2(const Reader& r, const Sink& s, int n,
-                             bool stream) {
+KEL_AVX2 void MoveChromaAvx2(const Reader r, const Sink s, int n, bool stream) {
   if (n < 32) return MoveChromaScalar(r, s, 0, n);
-  stream = stream && s.CanStream();
-  int j = 0;
+  int j = s.AlignedFrom();
+  if (j % 2 != 0 && !Reader::kAnyStart) j = -1;  // whole source vectors
+  stream = stream && j >= 0;
   __m256i cb, cr;
+  if (j != 0) {
+    r.Fetch(0, cb, cr);
+    s.Store32(0, cb, cr, false);
+    j = j < 0 ? 32 : j;
+  }
   for (; j + 32 <= n; j += 32) {
     r.Fetch(j, cb, cr);
     s.Store32(j, cb, cr, stream);
@@ -366,10 +384,13 @@ KEL_AVX2_INLINE void UnpackLuma32(const uint8_t* src, uint8_t* dst) {
       vec::LumaOfC2<P>(_mm256_loadu_si256(q), _mm256_loadu_si256(q + 1)));
 }
 
+// Stepped as MoveChromaAvx2: an unaligned first step, aligned steps, an
+// overlapping last step.
 template <Packing P>
 KEL_AVX2 void UnpackLumaAvx2(const uint8_t* src, uint8_t* dst, int w) {
   if (w < 32) return UnpackLumaScalar<P>(src, dst, 0, w);
-  int x = 0;
+  int x = AlignedFrom(dst, 1);
+  if (x != 0) UnpackLuma32<P>(src, dst);
   for (; x + 32 <= w; x += 32) UnpackLuma32<P>(src + 2 * x, dst + x);
   if (x < w) UnpackLuma32<P>(src + 2 * (w - 32), dst + w - 32);
 }
@@ -421,8 +442,13 @@ struct Regroup {
         From(0), From(1), From(2), From(3), 4 + From(0), 4 + From(1),
         4 + From(2), 4 + From(3), 8 + From(0), 8 + From(1), 8 + From(2),
         8 + From(3), 12 + From(0), 12 + From(1), 12 + From(2), 12 + From(3));
-    stream = stream && reinterpret_cast<uintptr_t>(dst) % 32 == 0;
-    int g = 0;
+    // Groups before the first aligned one go one by one.
+    int g = AlignedFrom(dst, 4);
+    if (g < 0 || n < 8) {
+      g = 0;
+      stream = false;
+    }
+    Scalar(src, dst, 0, g);
     for (; g + 8 <= n; g += 8) {
       const __m256i v = _mm256_shuffle_epi8(
           _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 4 * g)),

@@ -101,17 +101,32 @@ KEL_AVX2_INLINE __m256i LumaOfC2(__m256i v0, __m256i v1) {
 
 // The inverse of UnpackC2: 64 luma bytes and 32 samples of each chroma
 // position to 64 packed pixels in v[0..3].
+//
+// The in-lane byte unpacks pair the low (or high) 8 bytes of each 128-bit
+// lane. Luma is first put in the order [0-7 16-23 | 8-15 24-31] of each 32,
+// and chroma dwords are spread so that the unpacked chroma pairs come out
+// the same way; then each unpack gives 32 consecutive output bytes.
 template <Packing P>
 KEL_AVX2_INLINE void PackC2(__m256i y0, __m256i y1, __m256i c0, __m256i c1,
                             __m256i v[4]) {
-  __m256i a, b;
-  Zip8(c0, c1, a, b);
+  const __m256i spread = _mm256_setr_epi32(0, 2, 4, 6, 1, 3, 5, 7);
+  c0 = _mm256_permutevar8x32_epi32(c0, spread);
+  c1 = _mm256_permutevar8x32_epi32(c1, spread);
+  // Chroma pairs of pixels [0-7 16-23 | 8-15 24-31] and of the next 32.
+  const __m256i a = _mm256_unpacklo_epi8(c0, c1);
+  const __m256i b = _mm256_unpackhi_epi8(c0, c1);
+  y0 = _mm256_permute4x64_epi64(y0, 0xD8);
+  y1 = _mm256_permute4x64_epi64(y1, 0xD8);
   if constexpr (P == Packing::kLumaFirst) {
-    Zip8(y0, a, v[0], v[1]);
-    Zip8(y1, b, v[2], v[3]);
+    v[0] = _mm256_unpacklo_epi8(y0, a);
+    v[1] = _mm256_unpackhi_epi8(y0, a);
+    v[2] = _mm256_unpacklo_epi8(y1, b);
+    v[3] = _mm256_unpackhi_epi8(y1, b);
   } else {
-    Zip8(a, y0, v[0], v[1]);
-    Zip8(b, y1, v[2], v[3]);
+    v[0] = _mm256_unpacklo_epi8(a, y0);
+    v[1] = _mm256_unpackhi_epi8(a, y0);
+    v[2] = _mm256_unpacklo_epi8(b, y1);
+    v[3] = _mm256_unpackhi_epi8(b, y1);
   }
 }
 
