@@ -15,11 +15,21 @@ namespace kel::bench {
 
 namespace {
 
-double PixelsOf(const std::string& name) {
-  const size_t slash = name.rfind('/');
+// Splits "<conversion>/<impl>/<w>x<h>[/real_time...]" into its parts.
+bool ParseName(const std::string& name, std::string* conversion,
+               std::string* impl, std::string* size, double* pixels) {
+  const size_t a = name.find('/');
+  if (a == std::string::npos) return false;
+  const size_t b = name.find('/', a + 1);
+  if (b == std::string::npos) return false;
+  const size_t c = name.find('/', b + 1);
+  *conversion = name.substr(0, a);
+  *impl = name.substr(a + 1, b - a - 1);
+  *size = name.substr(b + 1, c == std::string::npos ? c : c - b - 1);
   int w = 0, h = 0;
-  std::sscanf(name.c_str() + slash + 1, "%dx%d", &w, &h);
-  return static_cast<double>(w) * h;
+  if (std::sscanf(size->c_str(), "%dx%d", &w, &h) != 2) return false;
+  *pixels = static_cast<double>(w) * h;
+  return true;
 }
 
 struct Row {
@@ -32,14 +42,13 @@ class TableReporter : public benchmark::ConsoleReporter {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
       if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-      const std::string name = run.benchmark_name();
-      const size_t a = name.find('/'), b = name.rfind('/');
-      if (a == std::string::npos || a == b) continue;
-      const std::string key = name.substr(0, a) + " " + name.substr(b + 1);
-      const std::string impl = name.substr(a + 1, b - a - 1);
+      std::string conversion, impl, size;
+      double pixels = 0;
+      if (!ParseName(run.benchmark_name(), &conversion, &impl, &size, &pixels))
+        continue;
       const double seconds = run.GetAdjustedRealTime() /
                              benchmark::GetTimeUnitMultiplier(run.time_unit);
-      rows_[key].mpixByImpl[impl] = PixelsOf(name) / seconds / 1e6;
+      rows_[conversion + " " + size].mpixByImpl[impl] = pixels / seconds / 1e6;
     }
   }
 
