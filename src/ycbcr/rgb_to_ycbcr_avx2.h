@@ -62,37 +62,62 @@ constexpr ByteMask C4Group() {
   return m;
 }
 
-inline constexpr ByteMask kC3Gather[3] = {C3Gather(0), C3Gather(1),
-                                          C3Gather(2)};
-inline constexpr ByteMask kC3Select[3][3] = {
-    {C3ChunkSelect(0, 0), C3ChunkSelect(0, 1), C3ChunkSelect(0, 2)},
-    {C3ChunkSelect(1, 0), C3ChunkSelect(1, 1), C3ChunkSelect(1, 2)},
-    {C3ChunkSelect(2, 0), C3ChunkSelect(2, 1), C3ChunkSelect(2, 2)}};
-inline constexpr ByteMask kC3Scatter[3] = {C3Scatter(0), C3Scatter(1),
-                                           C3Scatter(2)};
-inline constexpr ByteMask kC4Group = C4Group();
+// 16-bit values the kernels splat across a vector.
+inline constexpr int16_t kWordValues[] = {
+    8422,   16515, 3212,  2112,  16843,  static_cast<int16_t>(33030),
+    6423,   128,   16,    -9699, -19071, 28770,
+    -24117, -4653, 16448, 64,    255,    0x0101};
+constexpr int kWordCount = sizeof(kWordValues) / sizeof(kWordValues[0]);
 
-// Constants are read from memory through a pointer the compiler cannot see
-// through, so that they stay memory operands: the kernels need more
-// constants than there are vector registers, and rebuilding a broadcast
-// inside the loop costs far more than a load.
-template <class T>
-KEL_AVX2_INLINE __m256i LoadConstant(const T* p) {
+// Every constant of the kernels, in one block.
+struct Constants {
+  alignas(32) int16_t words[kWordCount][16];
+  ByteMask c3Gather[3];
+  ByteMask c3Select[3][3];
+  ByteMask c3Scatter[3];
+  ByteMask c4Group;
+};
+
+constexpr Constants MakeConstants() {
+  Constants k{};
+  for (int i = 0; i < kWordCount; ++i)
+    for (int j = 0; j < 16; ++j) k.words[i][j] = kWordValues[i];
+  for (int c = 0; c < 3; ++c) {
+    k.c3Gather[c] = C3Gather(c);
+    k.c3Scatter[c] = C3Scatter(c);
+    for (int j = 0; j < 3; ++j) k.c3Select[c][j] = C3ChunkSelect(c, j);
+  }
+  k.c4Group = C4Group();
+  return k;
+}
+inline constexpr Constants kConstants = MakeConstants();
+
+// The constants are read through a base pointer the compiler cannot see
+// through, so that they stay memory operands at fixed offsets from one
+// register: the kernels need more constants than there are vector
+// registers, and rebuilding a broadcast inside the loop costs far more than
+// a load.
+KEL_AVX2_INLINE const Constants& K() {
+  const Constants* p = &kConstants;
   __asm__("" : "+r"(p));
-  return _mm256_load_si256(reinterpret_cast<const __m256i*>(p));
+  return *p;
 }
 
-KEL_AVX2_INLINE __m256i Mask(const ByteMask& m) { return LoadConstant(m.v); }
+KEL_AVX2_INLINE __m256i Mask(const ByteMask& m) {
+  return _mm256_load_si256(reinterpret_cast<const __m256i*>(m.v));
+}
 
-template <int16_t V>
-struct Splat16 {
-  alignas(32) static constexpr int16_t v[16] = {V, V, V, V, V, V, V, V,
-                                                V, V, V, V, V, V, V, V};
-};
+constexpr int WordIndex(int v) {
+  for (int i = 0; i < kWordCount; ++i)
+    if (kWordValues[i] == static_cast<int16_t>(v)) return i;
+  return -1;
+}
 // Sixteen 16-bit lanes of V.
 template <int V>
 KEL_AVX2_INLINE __m256i K16() {
-  return LoadConstant(Splat16<static_cast<int16_t>(V)>::v);
+  static_assert(WordIndex(V) >= 0, "add the value to kWordValues");
+  return _mm256_load_si256(
+      reinterpret_cast<const __m256i*>(K().words[WordIndex(V)]));
 }
 
 // Byte select: b where the mask byte's top bit is set, else a. Written out
@@ -141,16 +166,16 @@ KEL_AVX2_INLINE Rgb8 LoadRgb(const typename Src::RowView& s, int x) {
     __m256i ch[3];
 #pragma GCC unroll 3
     for (int k = 0; k < 3; ++k) {
-      const __m256i t = BlendBytes(BlendBytes(a, b, Mask(kC3Select[k][1])), c,
-                                   Mask(kC3Select[k][2]));
-      ch[k] = _mm256_shuffle_epi8(t, Mask(kC3Gather[k]));
+      const __m256i t = BlendBytes(BlendBytes(a, b, Mask(K().c3Select[k][1])),
+                                   c, Mask(K().c3Select[k][2]));
+      ch[k] = _mm256_shuffle_epi8(t, Mask(K().c3Gather[k]));
     }
     c0 = ch[0], c1 = ch[1], c2 = ch[2];
   } else {
     // Four pixels per 16 bytes: group the channels inside each lane, then
     // interleave 32-bit and 64-bit runs back into pixel order.
     const uint8_t* p = s.p + 4 * x;
-    const __m256i g = Mask(kC4Group);
+    const __m256i g = Mask(K().c4Group);
     const __m256i l0 = _mm256_shuffle_epi8(LoadLanes<N>(p, 0, 64), g);
     const __m256i l1 = _mm256_shuffle_epi8(LoadLanes<N>(p, 16, 80), g);
     const __m256i l2 = _mm256_shuffle_epi8(LoadLanes<N>(p, 32, 96), g);
@@ -268,14 +293,14 @@ KEL_AVX2_INLINE void Store444(const typename Dst::RowView& d, int x, __m256i y,
     // Each channel is pre-scattered to its positions mod 16, then every
     // output chunk is a blend of the three.
     uint8_t* p = d.p + 3 * x;
-    const __m256i v[3] = {_mm256_shuffle_epi8(y, Mask(kC3Scatter[0])),
-                          _mm256_shuffle_epi8(cb, Mask(kC3Scatter[1])),
-                          _mm256_shuffle_epi8(cr, Mask(kC3Scatter[2]))};
+    const __m256i v[3] = {_mm256_shuffle_epi8(y, Mask(K().c3Scatter[0])),
+                          _mm256_shuffle_epi8(cb, Mask(K().c3Scatter[1])),
+                          _mm256_shuffle_epi8(cr, Mask(K().c3Scatter[2]))};
     __m256i o[3];
 #pragma GCC unroll 3
     for (int k = 0; k < 3; ++k) {
-      o[k] = BlendBytes(BlendBytes(v[0], v[1], Mask(kC3Select[1][k])), v[2],
-                        Mask(kC3Select[2][k]));
+      o[k] = BlendBytes(BlendBytes(v[0], v[1], Mask(K().c3Select[1][k])), v[2],
+                        Mask(K().c3Select[2][k]));
       simd::Store128(p + 16 * k, _mm256_castsi256_si128(o[k]));
     }
     if constexpr (N == 32) {
