@@ -75,28 +75,45 @@ KEL_AVX2_INLINE void Unzip8Half(__m256i v, __m128i& even, __m128i& odd) {
   odd = _mm256_extracti128_si256(s, 1);
 }
 
+// The even (kOdd false) or odd bytes of the 64 bytes v0, v1, taken as the
+// low or high halves of 16-bit lanes and packed back to bytes. Per 128-bit
+// lane the pack joins the halves of v0 and v1, so the result holds bytes
+// [0-7 16-23 | 8-15 24-31] of the 32 picked.
+template <bool kOdd>
+KEL_AVX2_INLINE __m256i PackHalves(__m256i v0, __m256i v1) {
+  if constexpr (kOdd) {
+    return _mm256_packus_epi16(_mm256_srli_epi16(v0, 8),
+                               _mm256_srli_epi16(v1, 8));
+  } else {
+    const __m256i low = _mm256_set1_epi16(0x00FF);
+    return _mm256_packus_epi16(_mm256_and_si256(v0, low),
+                               _mm256_and_si256(v1, low));
+  }
+}
+
+// 32 luma bytes of 32 packed pixels (64 bytes in v0, v1).
+template <Packing P>
+KEL_AVX2_INLINE __m256i LumaOfC2(__m256i v0, __m256i v1) {
+  return _mm256_permute4x64_epi64(
+      PackHalves<P == Packing::kChromaFirst>(v0, v1), 0xD8);
+}
+
 // 64 packed pixels (128 bytes in v[0..3]) to 64 luma bytes (y0, y1) and
 // 32 samples of each chroma byte position (c0, c1).
 template <Packing P>
 KEL_AVX2_INLINE void UnpackC2(const __m256i v[4], __m256i& y0, __m256i& y1,
                               __m256i& c0, __m256i& c1) {
-  __m256i a, b;
-  if constexpr (P == Packing::kLumaFirst) {
-    Unzip8(v[0], v[1], y0, a);
-    Unzip8(v[2], v[3], y1, b);
-  } else {
-    Unzip8(v[0], v[1], a, y0);
-    Unzip8(v[2], v[3], b, y1);
-  }
-  Unzip8(a, b, c0, c1);
-}
-
-// 64 luma bytes of a packed row (128 bytes in v0, v1).
-template <Packing P>
-KEL_AVX2_INLINE __m256i LumaOfC2(__m256i v0, __m256i v1) {
-  __m256i even, odd;
-  Unzip8(v0, v1, even, odd);
-  return P == Packing::kLumaFirst ? even : odd;
+  constexpr bool kChromaOdd = P == Packing::kLumaFirst;
+  y0 = LumaOfC2<P>(v[0], v[1]);
+  y1 = LumaOfC2<P>(v[2], v[3]);
+  // Chroma pairs of groups [0-3 8-11 | 4-7 12-15] and [16-19 24-27 |
+  // 20-23 28-31]; picking again gives 4-sample dwords in the order
+  // [0 2 4 6 | 1 3 5 7] of the 8 runs of 4 groups.
+  const __m256i a = PackHalves<kChromaOdd>(v[0], v[1]);
+  const __m256i b = PackHalves<kChromaOdd>(v[2], v[3]);
+  const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+  c0 = _mm256_permutevar8x32_epi32(PackHalves<false>(a, b), order);
+  c1 = _mm256_permutevar8x32_epi32(PackHalves<true>(a, b), order);
 }
 
 // The inverse of UnpackC2: 64 luma bytes and 32 samples of each chroma
