@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "frame/dispatch.h"
+#include "kelcc.h"
 #include "ycbcr/forms.h"
 #include "ycbcr/ycbcr_to_rgb.h"
 
@@ -99,6 +100,34 @@ TEST(InverseFormsVectorBody, FormSPackedWithAlphaOverAllTriples) {
       }
     }
   }
+}
+
+// The packed 4:4:4 member gathers its channels with its own shuffles: its
+// vector body over every triple, through the public call.
+TEST(InverseFormsVectorBody, PackedFormRMemberOverAllTriples) {
+  if (!kel::frame::CpuHasAvx2()) GTEST_SKIP() << "no AVX2";
+  const bool initial = kel::frame::UsingAvx2();
+  kel::frame::SelectImplementations(true);
+  std::vector<uint8_t> src(3 * 65536), dst(3 * 65536);
+  int mismatches = 0;
+  for (int yv = 0; yv < 256; yv += kYStride) {
+    for (int i = 0; i < 65536; ++i) {
+      src[3 * i] = static_cast<uint8_t>(yv);
+      src[3 * i + 1] = static_cast<uint8_t>(i >> 8);
+      src[3 * i + 2] = static_cast<uint8_t>(i);
+    }
+    ASSERT_EQ(keliYCbCrToRGB_8u_C3R(src.data(), 0, dst.data(), 0, {65536, 1}),
+              kelOk);
+    for (int i = 0; i < 65536 && mismatches < 5; ++i) {
+      const Rgb8 e = InverseR(yv, i >> 8, i & 255);
+      if (dst[3 * i] != e.r || dst[3 * i + 1] != e.g || dst[3 * i + 2] != e.b) {
+        ADD_FAILURE() << "Y=" << yv << " Cb=" << (i >> 8)
+                      << " Cr=" << (i & 255);
+        ++mismatches;
+      }
+    }
+  }
+  kel::frame::SelectImplementations(initial);
 }
 
 // The forms agree with the real-valued equations to within rounding, and
