@@ -22,7 +22,12 @@
 //
 // Region sizes below a whole chroma block are rejected (-6); larger ones are
 // trimmed silently to whole blocks and the trimmed columns and rows are left
-// untouched. Steps are not checked.
+// untouched. Steps are not checked. Luma rows go through frame::RowCopy;
+// a few members stream their luma (and packed results) above a fixed pixel
+// count. Members that interleave fall back to the sample loop for a row whose
+// destination bytes meet its source bytes, so such calls write the same
+// bytes under both instruction sets. When every plane's step equals its row
+// length and rows keep their places, the planes are moved as one long row.
 #pragma once
 
 #include <immintrin.h>
@@ -91,7 +96,8 @@ inline Span SpanOf(const uint8_t* p, ptrdiff_t n) { return {p, p + n}; }
 
 // ---------------------------------------------------------------------------
 // Source chroma rows. At(k) gives sample k; Load32/Load16 give samples
-// k .. k+31 / k .. k+15; Span(m) is what m samples occupy.
+// k .. k+31 / k .. k+15; Meets(s, m) tells whether samples 0 .. m-1 lie in
+// bytes of s.
 
 struct PlanarRow {
   const uint8_t* cb;
@@ -403,8 +409,8 @@ void UnpackLuma(const uint8_t* src, uint8_t* dst, int w) {
     UnpackLumaScalar<P>(src, dst, 0, w);
 }
 
-// Packed to packed: the 4 bytes of each group rearranged. Source byte
-// kGroupFrom[i] goes to destination byte i.
+// Packed to packed: the 4 bytes of each group rearranged; destination byte
+// i of a group is source byte From(i).
 template <Format F, Format T>
 struct Regroup {
   static constexpr int Y(Format f, int i) {
