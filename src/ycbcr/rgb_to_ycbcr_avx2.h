@@ -298,15 +298,17 @@ KEL_AVX2_INLINE void Store444(const typename Dst::RowView& d, int x, __m256i y,
                           _mm256_shuffle_epi8(cr, Mask(K().c3Scatter[2]))};
     __m256i o[3];
 #pragma GCC unroll 3
-    for (int k = 0; k < 3; ++k) {
+    for (int k = 0; k < 3; ++k)
       o[k] = BlendBytes(BlendBytes(v[0], v[1], Mask(K().c3Select[1][k])), v[2],
                         Mask(K().c3Select[2][k]));
-      simd::Store128(p + 16 * k, _mm256_castsi256_si128(o[k]));
-    }
     if constexpr (N == 32) {
+      simd::Store(p, _mm256_permute2x128_si256(o[0], o[1], 0x20));
+      simd::Store(p + 32, _mm256_permute2x128_si256(o[2], o[0], 0x30));
+      simd::Store(p + 64, _mm256_permute2x128_si256(o[1], o[2], 0x31));
+    } else {
 #pragma GCC unroll 3
       for (int k = 0; k < 3; ++k)
-        simd::Store128(p + 48 + 16 * k, _mm256_extracti128_si256(o[k], 1));
+        simd::Store128(p + 16 * k, _mm256_castsi256_si128(o[k]));
     }
   } else {
     // Y, Cb, Cr, 0.
