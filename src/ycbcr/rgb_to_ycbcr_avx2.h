@@ -46,6 +46,18 @@ constexpr ByteMask C3ChunkSelect(int c, int k) {
   for (int i = 0; i < 32; ++i) m.v[i] = (16 * k + i % 16) % 3 == c ? -128 : 0;
   return m;
 }
+// Three-way de-interleave straight into 16-bit lanes of 256 v: word i of
+// each lane is pixel i (half 0) or i + 8 (half 1) of the lane's sixteen.
+constexpr ByteMask C3Words(int c, int half) {
+  ByteMask m{};
+  for (int i = 0; i < 32; ++i) {
+    const int j = i % 16;
+    m.v[i] = j % 2 == 0
+                 ? -128
+                 : static_cast<int8_t>((3 * (j / 2 + 8 * half) + c) % 16);
+  }
+  return m;
+}
 // Three-way interleave: puts byte j of channel c at byte (3j + c) mod 16.
 constexpr ByteMask C3Scatter(int c) {
   ByteMask m{};
@@ -73,6 +85,7 @@ constexpr int kWordCount = sizeof(kWordValues) / sizeof(kWordValues[0]);
 struct Constants {
   alignas(32) int16_t words[kWordCount][16];
   ByteMask c3Gather[3];
+  ByteMask c3Words[3][2];
   ByteMask c3Select[3][3];
   ByteMask c3Scatter[3];
   ByteMask c4Group;
@@ -84,6 +97,8 @@ constexpr Constants MakeConstants() {
     for (int j = 0; j < 16; ++j) k.words[i][j] = kWordValues[i];
   for (int c = 0; c < 3; ++c) {
     k.c3Gather[c] = C3Gather(c);
+    k.c3Words[c][0] = C3Words(c, 0);
+    k.c3Words[c][1] = C3Words(c, 1);
     k.c3Scatter[c] = C3Scatter(c);
     for (int j = 0; j < 3; ++j) k.c3Select[c][j] = C3ChunkSelect(c, j);
   }
@@ -148,6 +163,25 @@ KEL_AVX2_INLINE __m256i LoadLanes(const uint8_t* p, int a, int b) {
   }
 }
 
+// The bytes of each channel of 32 packed RGB pixels, gathered into one vector
+// in a scrambled order. Chunks of 16 bytes: lane 0 holds bytes 0..47, lane 1
+// bytes 48..95. In every chunk the bytes of one channel fall on distinct
+// positions mod 16, so one blend of the three chunks gathers a channel.
+struct C3Chunks {
+  __m256i c[3];
+};
+template <int N>
+KEL_AVX2_INLINE C3Chunks BlendC3(const uint8_t* p) {
+  const __m256i a = LoadLanes<N>(p, 0, 48), b = LoadLanes<N>(p, 16, 64),
+                c = LoadLanes<N>(p, 32, 80);
+  C3Chunks t;
+#pragma GCC unroll 3
+  for (int k = 0; k < 3; ++k)
+    t.c[k] = BlendBytes(BlendBytes(a, b, Mask(K().c3Select[k][1])), c,
+                        Mask(K().c3Select[k][2]));
+  return t;
+}
+
 template <int N, class Src>
 KEL_AVX2_INLINE Rgb8 LoadRgb(const typename Src::RowView& s, int x) {
   __m256i c0, c1, c2;
@@ -157,19 +191,11 @@ KEL_AVX2_INLINE Rgb8 LoadRgb(const typename Src::RowView& s, int x) {
     c2 = LoadLanes<N>(s.b + x, 0, 16);
     return {c0, c1, c2};
   } else if constexpr (Src::kPixelBytes == 3) {
-    // Chunks of 16 bytes: lane 0 holds bytes 0..47, lane 1 bytes 48..95. In
-    // every chunk the bytes of one channel fall on distinct positions mod 16,
-    // so one blend of the three chunks and one shuffle sort a channel.
-    const uint8_t* p = s.p + 3 * x;
-    const __m256i a = LoadLanes<N>(p, 0, 48), b = LoadLanes<N>(p, 16, 64),
-                  c = LoadLanes<N>(p, 32, 80);
+    const C3Chunks t = BlendC3<N>(s.p + 3 * x);
     __m256i ch[3];
 #pragma GCC unroll 3
-    for (int k = 0; k < 3; ++k) {
-      const __m256i t = BlendBytes(BlendBytes(a, b, Mask(K().c3Select[k][1])),
-                                   c, Mask(K().c3Select[k][2]));
-      ch[k] = _mm256_shuffle_epi8(t, Mask(K().c3Gather[k]));
-    }
+    for (int k = 0; k < 3; ++k)
+      ch[k] = _mm256_shuffle_epi8(t.c[k], Mask(K().c3Gather[k]));
     c0 = ch[0], c1 = ch[1], c2 = ch[2];
   } else {
     // Four pixels per 16 bytes: group the channels inside each lane, then
@@ -190,6 +216,36 @@ KEL_AVX2_INLINE Rgb8 LoadRgb(const typename Src::RowView& s, int x) {
   }
   if constexpr (Src::kIsBgr) return {c2, c1, c0};
   return {c0, c1, c2};
+}
+
+// 256 times the channel values of a block in 16-bit lanes: pixels
+// [0..7 | 16..23] in lo, [8..15 | 24..31] in hi.
+struct Rgb16 {
+  __m256i lo[3], hi[3];  // R, G, B
+};
+KEL_AVX2_INLINE __m256i Widen256Lo(__m256i v);
+KEL_AVX2_INLINE __m256i Widen256Hi(__m256i v);
+
+template <int N, class Src>
+KEL_AVX2_INLINE Rgb16 LoadRgbWords(const typename Src::RowView& s, int x) {
+  Rgb16 w;
+  if constexpr (Src::kPixelBytes == 3) {
+    // Packed RGB: shuffle the gathered channel bytes straight into lanes.
+    const C3Chunks t = BlendC3<N>(s.p + 3 * x);
+#pragma GCC unroll 3
+    for (int k = 0; k < 3; ++k) {
+      const int c = Src::kIsBgr ? 2 - k : k;
+      w.lo[c] = _mm256_shuffle_epi8(t.c[k], Mask(K().c3Words[k][0]));
+      w.hi[c] = _mm256_shuffle_epi8(t.c[k], Mask(K().c3Words[k][1]));
+    }
+  } else {
+    const Rgb8 in = LoadRgb<N, Src>(s, x);
+    const __m256i v[3] = {in.r, in.g, in.b};
+#pragma GCC unroll 3
+    for (int c = 0; c < 3; ++c)
+      w.lo[c] = Widen256Lo(v[c]), w.hi[c] = Widen256Hi(v[c]);
+  }
+  return w;
 }
 
 // ---- Arithmetic on 16-bit lanes -------------------------------------------
@@ -397,13 +453,13 @@ KEL_AVX2_INLINE void Store420(const typename Dst::RowView& d, int x, __m256i y0,
 template <int N, class Src, class Dst, bool kFormB>
 KEL_AVX2_INLINE void Block444(const typename Src::RowView& s,
                               const typename Dst::RowView& d, int x) {
-  const Rgb8 in = LoadRgb<N, Src>(s, x);
+  const Rgb16 in = LoadRgbWords<N, Src>(s, x);
   __m256i y[2], cb[2], cr[2];
 #pragma GCC unroll 2
   for (int h = 0; h < 2; ++h) {
-    const __m256i r = h ? Widen256Hi(in.r) : Widen256Lo(in.r);
-    const __m256i g = h ? Widen256Hi(in.g) : Widen256Lo(in.g);
-    const __m256i b = h ? Widen256Hi(in.b) : Widen256Lo(in.b);
+    const __m256i r = h ? in.hi[0] : in.lo[0];
+    const __m256i g = h ? in.hi[1] : in.lo[1];
+    const __m256i b = h ? in.hi[2] : in.lo[2];
     const __m256i r7 = _mm256_srli_epi16(r, 1), g7 = _mm256_srli_epi16(g, 1),
                   b7 = _mm256_srli_epi16(b, 1);
     if constexpr (kFormB) {

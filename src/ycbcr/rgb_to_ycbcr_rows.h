@@ -67,6 +67,7 @@ using C4Bgr = PackedRgb<4, true>;
 
 // Three planes R, G, B with one shared step.
 struct PlanarRgb {
+  static constexpr int kPixelBytes = 1;
   static constexpr bool kIsBgr = false;
   struct RowView {
     const uint8_t *r, *g, *b;

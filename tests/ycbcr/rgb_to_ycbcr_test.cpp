@@ -214,7 +214,7 @@ Px PixelAt(const Export& e,
 }
 
 // The expected images of the destination planes: what the planes held
-// before the call, with the bytes the definition says are written.
+// before the call, with the bytes the encoders are meant to write.
 std::vector<std::vector<uint8_t>> Expected(
     const Export& e, const std::vector<std::unique_ptr<GuardedPlane>>& src,
     const std::vector<std::unique_ptr<GuardedPlane>>& dst, int w, int h) {
