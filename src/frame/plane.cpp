@@ -387,6 +387,27 @@ KEL_AVX2 void StreamAlignedRows(const uint8_t* s, ptrdiff_t ss, uint8_t* d,
   _mm_sfence();
 }
 
+// Copies k bytes when the destination has its k bit set, so that the
+// pieces 1, 2, 4, ... in turn align it; false when the row ends first.
+template <int k>
+KEL_AVX2_INLINE bool AlignPiece(const uint8_t*& s, uint8_t*& d, size_t& n) {
+  if ((Addr(d) & k) == 0) return true;
+  if (n < k) return false;
+  CopyPiece<k>(s, d);
+  s += k, d += k, n -= k;
+  return true;
+}
+
+// Copies the n < 64 bytes left, largest piece first.
+KEL_AVX2_INLINE void TailPieces(const uint8_t* s, uint8_t* d, size_t n) {
+  if ((n & 32) != 0) CopyPiece<32>(s, d), s += 32, d += 32;
+  if ((n & 16) != 0) CopyPiece<16>(s, d), s += 16, d += 16;
+  if ((n & 8) != 0) CopyPiece<8>(s, d), s += 8, d += 8;
+  if ((n & 4) != 0) CopyPiece<4>(s, d), s += 4, d += 4;
+  if ((n & 2) != 0) CopyPiece<2>(s, d), s += 2, d += 2;
+  if ((n & 1) != 0) *d = *s;
+}
+
 // Ordinary stores of 1, 2, 4, 8, 16, 32 bytes until the destination is
 // 64-byte aligned; then 64-byte streaming blocks; then the tail.
 KEL_AVX2 void StreamUnalignedRows(const uint8_t* s, ptrdiff_t ss, uint8_t* d,
@@ -395,25 +416,12 @@ KEL_AVX2 void StreamUnalignedRows(const uint8_t* s, ptrdiff_t ss, uint8_t* d,
     const uint8_t* sr = s;
     uint8_t* dr = d;
     size_t n = static_cast<size_t>(w);
-#define KEL_HEAD_(k)                \
-  if ((Addr(dr) & (k)) != 0) {      \
-    if (n < (k)) goto tail;         \
-    CopyPiece<k>(sr, dr);           \
-    sr += (k), dr += (k), n -= (k); \
-  }
-    KEL_HEAD_(1)
-    KEL_HEAD_(2) KEL_HEAD_(4) KEL_HEAD_(8) KEL_HEAD_(16) KEL_HEAD_(32)
-#undef KEL_HEAD_
-        for (; n >= 64; n -= 64, sr += 64, dr += 64) Copy64S(sr, dr);
-  tail:
-#define KEL_TAIL_(k)      \
-  if ((n & (k)) != 0) {   \
-    CopyPiece<k>(sr, dr); \
-    sr += (k), dr += (k); \
-  }
-    KEL_TAIL_(32)
-    KEL_TAIL_(16) KEL_TAIL_(8) KEL_TAIL_(4) KEL_TAIL_(2) KEL_TAIL_(1)
-#undef KEL_TAIL_
+    if (AlignPiece<1>(sr, dr, n) && AlignPiece<2>(sr, dr, n) &&
+        AlignPiece<4>(sr, dr, n) && AlignPiece<8>(sr, dr, n) &&
+        AlignPiece<16>(sr, dr, n) && AlignPiece<32>(sr, dr, n)) {
+      for (; n >= 64; n -= 64, sr += 64, dr += 64) Copy64S(sr, dr);
+    }
+    TailPieces(sr, dr, n);
   }
   _mm_sfence();
 }
@@ -482,43 +490,44 @@ KEL_AVX2_INLINE void StorePiece(uint8_t* d, __m256i v) {
   }
 }
 
+// Stores k bytes of the value when the destination has its k bit set;
+// false when the row ends first.
+template <int k>
+KEL_AVX2_INLINE bool AlignFill(uint8_t*& d, size_t& n, __m256i v) {
+  if ((Addr(d) & k) == 0) return true;
+  if (n < k) return false;
+  StorePiece<k>(d, v);
+  d += k, n -= k;
+  return true;
+}
+
+// 64 bytes of the value at a 64-byte aligned destination.
+template <bool kStream>
+KEL_AVX2_INLINE void FillBlock(uint8_t* p, __m256i v) {
+  if constexpr (kStream) {
+    StS(p, v), StS(p + 32, v);
+  } else {
+    StA(p, v), StA(p + 32, v);
+  }
+}
+
 // Byte fill of one row: stores up to a 64-byte boundary, 128 bytes per
 // step (then one 64-byte step), then the tail.
 template <bool kStream>
 KEL_AVX2_INLINE void FillRow(uint8_t* d, size_t n, __m256i v) {
-#define KEL_HEAD_(k)          \
-  if ((Addr(d) & (k)) != 0) { \
-    if (n < (k)) goto tail;   \
-    StorePiece<k>(d, v);      \
-    d += (k), n -= (k);       \
+  if (AlignFill<1>(d, n, v) && AlignFill<2>(d, n, v) && AlignFill<4>(d, n, v) &&
+      AlignFill<8>(d, n, v) && AlignFill<16>(d, n, v) &&
+      AlignFill<32>(d, n, v)) {
+    for (; n >= 128; n -= 128, d += 128)
+      FillBlock<kStream>(d, v), FillBlock<kStream>(d + 64, v);
+    if (n >= 64) FillBlock<kStream>(d, v), d += 64, n -= 64;
   }
-  KEL_HEAD_(1)
-  KEL_HEAD_(2) KEL_HEAD_(4) KEL_HEAD_(8) KEL_HEAD_(16) KEL_HEAD_(32)
-#undef KEL_HEAD_
-      for (; n >= 128; n -= 128, d += 128) {
-    if constexpr (kStream) {
-      StS(d, v), StS(d + 32, v), StS(d + 64, v), StS(d + 96, v);
-    } else {
-      StA(d, v), StA(d + 32, v), StA(d + 64, v), StA(d + 96, v);
-    }
-  }
-  if (n >= 64) {
-    if constexpr (kStream) {
-      StS(d, v), StS(d + 32, v);
-    } else {
-      StA(d, v), StA(d + 32, v);
-    }
-    d += 64, n -= 64;
-  }
-tail:
-#define KEL_TAIL_(k)     \
-  if ((n & (k)) != 0) {  \
-    StorePiece<k>(d, v); \
-    d += (k);            \
-  }
-  KEL_TAIL_(32)
-  KEL_TAIL_(16) KEL_TAIL_(8) KEL_TAIL_(4) KEL_TAIL_(2) KEL_TAIL_(1)
-#undef KEL_TAIL_
+  if ((n & 32) != 0) StorePiece<32>(d, v), d += 32;
+  if ((n & 16) != 0) StorePiece<16>(d, v), d += 16;
+  if ((n & 8) != 0) StorePiece<8>(d, v), d += 8;
+  if ((n & 4) != 0) StorePiece<4>(d, v), d += 4;
+  if ((n & 2) != 0) StorePiece<2>(d, v), d += 2;
+  if ((n & 1) != 0) StorePiece<1>(d, v);
 }
 
 template <bool kStream>
