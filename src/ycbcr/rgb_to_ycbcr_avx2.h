@@ -6,6 +6,8 @@
 // pixels in lane 1 and stores lane 0 only), then widened to 16-bit lanes
 // holding 256 times the channel value: [pixels 0..7 | 16..23] and
 // [8..15 | 24..31], so that packing the two halves restores pixel order.
+// (The 4:4:4 blocks of packed RGB shuffle the gathered bytes straight into
+// those 16-bit lanes.)
 // Block sums for subsampled chroma come straight from the channel bytes by
 // pairwise multiply-add, so they are exact.
 //
