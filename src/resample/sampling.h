@@ -34,6 +34,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "frame/checks.h"
 #include "frame/isa.h"
@@ -173,44 +174,44 @@ struct PackedRow {
   }
 };
 
-// A source chroma row (two for kZip) read by one rule.
+struct NoRow {};
+
+// A source chroma row (two for kZip) read by one rule. Readers of one row
+// are two pointers wide, so they travel in registers.
 template <Rule kRule, class Row>
 struct Reader {
+  static constexpr bool kZip = kRule == Rule::kZip;
   Row a;
-  Row b = a;  // the odd-sample row of kZip
+  [[no_unique_address]] std::conditional_t<kZip, Row, NoRow> b{};  // odd j
 
   // Whether Fetch may start at an odd result sample.
-  static constexpr bool kAnyStart = kRule != Rule::kDup && kRule != Rule::kZip;
+  static constexpr bool kAnyStart = kRule != Rule::kDup && !kZip;
 
   void Get(int j, uint8_t& cb, uint8_t& cr) const {
-    switch (kRule) {
-      case Rule::kCopy:
-        return a.At(j, cb, cr);
-      case Rule::kEven:
-        return a.At(2 * j, cb, cr);
-      case Rule::kOdd:
-        return a.At(2 * j + 1, cb, cr);
-      case Rule::kDup:
-        return a.At(j / 2, cb, cr);
-      case Rule::kZip:
-        return (j % 2 == 0 ? a : b).At(j / 2, cb, cr);
+    if constexpr (kRule == Rule::kCopy) {
+      a.At(j, cb, cr);
+    } else if constexpr (kRule == Rule::kEven) {
+      a.At(2 * j, cb, cr);
+    } else if constexpr (kRule == Rule::kOdd) {
+      a.At(2 * j + 1, cb, cr);
+    } else if constexpr (kRule == Rule::kDup) {
+      a.At(j / 2, cb, cr);
+    } else {
+      (j % 2 == 0 ? a : b).At(j / 2, cb, cr);
     }
   }
 
   // Whether reading for n result samples touches `s`.
   bool Meets(Span s, int n) const {
-    switch (kRule) {
-      case Rule::kCopy:
-        return a.Meets(s, n);
-      case Rule::kEven:
-      case Rule::kOdd:
-        return a.Meets(s, 2 * n);
-      case Rule::kDup:
-        return a.Meets(s, (n + 1) / 2);
-      case Rule::kZip:
-        return a.Meets(s, (n + 1) / 2) || b.Meets(s, (n + 1) / 2);
+    if constexpr (kRule == Rule::kCopy) {
+      return a.Meets(s, n);
+    } else if constexpr (kRule == Rule::kEven || kRule == Rule::kOdd) {
+      return a.Meets(s, 2 * n);
+    } else if constexpr (kRule == Rule::kDup) {
+      return a.Meets(s, (n + 1) / 2);
+    } else {
+      return a.Meets(s, (n + 1) / 2) || b.Meets(s, (n + 1) / 2);
     }
-    return true;
   }
 
   // Result samples j .. j+31; j is even for kDup and kZip.
