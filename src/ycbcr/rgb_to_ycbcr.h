@@ -169,7 +169,9 @@ void Encode411Rows(const Src& src, const Planar411& dst, KelImageSize roi) {
 // -----------------------------------
 //
 // Each checks its arguments in the library order (pointers, size, plane
-// pointers; steps are used as given) and runs one row loop. Src is a source
+// pointers; steps are used as given) and runs one row loop. An array of
+// per-plane steps is a pointer argument like the others and is checked with
+// them. Src is a source
 // view type (channel order and pixel size), Dst a destination view type.
 
 // Packed to packed 4:4:4 (block form A).

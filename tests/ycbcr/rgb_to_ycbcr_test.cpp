@@ -667,5 +667,30 @@ TEST(EncodeExamples, PackedWidthFiveEndsWithAHalfPair) {
   });
 }
 
+// Steps are used as given: a negative step walks the rows upwards, so a
+// bottom-up image gives the rows of the top-down one in reverse.
+TEST(EncodeExamples, NegativeStepsWalkUpwards) {
+  const int w = 37, h = 6;
+  auto rng = kel::test::TestRng();
+  std::vector<uint8_t> src(3 * w * h);
+  for (auto& b : src) b = static_cast<uint8_t>(rng());
+  std::vector<uint8_t> flipped(src.size());
+  for (int y = 0; y < h; ++y)
+    std::memcpy(&flipped[3 * w * (h - 1 - y)], &src[3 * w * y], 3 * w);
+  ForEachDispatch([&] {
+    std::vector<uint8_t> down(w * h), up(w * h), cDown(w * h / 2),
+        cUp(w * h / 2);
+    ASSERT_EQ(keliRGBToYCbCr420_8u_C3P2R(src.data(), 3 * w, down.data(), w,
+                                         cDown.data(), w - 1, {w, h}),
+              kelWarnOddSize);
+    ASSERT_EQ(
+        keliRGBToYCbCr420_8u_C3P2R(&flipped[3 * w * (h - 1)], -3 * w, up.data(),
+                                   w, cUp.data(), w - 1, {w, h}),
+        kelWarnOddSize);
+    EXPECT_EQ(down, up);
+    EXPECT_EQ(cDown, cUp);
+  });
+}
+
 }  // namespace examples
 }  // namespace
