@@ -346,7 +346,8 @@ template <class Reader, class Sink>
 KEL_AVX2 void MoveChromaAvx2(const Reader r, const Sink s, int n, bool stream) {
   if (n < 32) return MoveChromaScalar(r, s, 0, n);
   int j = s.AlignedFrom();
-  if (j % 2 != 0 && !Reader::kAnyStart) j = -1;  // whole source vectors
+  // Aligned steps need whole source vectors and room for one step.
+  if ((j % 2 != 0 && !Reader::kAnyStart) || j + 32 > n) j = -1;
   stream = stream && j >= 0;
   __m256i cb, cr;
   if (j != 0) {
@@ -368,11 +369,19 @@ KEL_AVX2 void MoveChromaAvx2(const Reader r, const Sink s, int n, bool stream) {
 // Moves n result chroma samples of one row. Interleaving sinks whose bytes
 // meet the bytes they read take the sample loop, which defines what such a
 // call writes.
+// How the rows of one call are written: with streaming stores or not, and
+// whether any destination plane may meet a source plane at all (when none
+// can, rows skip their own overlap test).
+struct RowMode {
+  bool stream;
+  bool mayOverlap;
+};
+
 template <class Isa, class Reader, class Sink>
-void MoveChroma(const Reader& r, const Sink& s, int n, bool stream) {
+void MoveChroma(const Reader& r, const Sink& s, int n, RowMode mode) {
   if constexpr (kIsAvx2<Isa>) {
-    if (!(Sink::kInterleaves && s.Overlaps(r, n)))
-      return MoveChromaAvx2(r, s, n, stream);
+    if (!(Sink::kInterleaves && mode.mayOverlap && s.Overlaps(r, n)))
+      return MoveChromaAvx2(r, s, n, mode.stream);
   }
   MoveChromaScalar(r, s, 0, n);
 }
@@ -532,6 +541,10 @@ constexpr bool Has(Format f, Format t, Sampling s) {
   return f.sampling == s || t.sampling == s;
 }
 
+constexpr int PlaneCount(Format f) {
+  return f.layout == Layout::kP3 ? 3 : f.layout == Layout::kP2 ? 2 : 1;
+}
+
 // Bytes in a row of each plane of a format, for w trimmed luma columns.
 constexpr int RowBytes(Format f, int plane, int w) {
   const int cw = f.sampling == Sampling::k411 ? w / 4 : w / 2;
@@ -542,12 +555,19 @@ constexpr int RowBytes(Format f, int plane, int w) {
 
 template <class T>
 bool Contiguous(Format f, const Planes<T>& im, int w) {
-  const int planes = f.layout == Layout::kP3   ? 3
-                     : f.layout == Layout::kP2 ? 2
-                                               : 1;
-  for (int i = 0; i < planes; ++i)
+  for (int i = 0; i < PlaneCount(f); ++i)
     if (im.step[i] != RowBytes(f, i, w)) return false;
   return true;
+}
+
+// The bytes plane i of an image spans over its rows (any step sign).
+template <class T>
+Span PlaneSpan(Format f, const Planes<T>& im, int i, int w, int h) {
+  const int rows = i > 0 && f.sampling == Sampling::k420 ? h / 2 : h;
+  const ptrdiff_t last = static_cast<ptrdiff_t>(rows - 1) * im.step[i];
+  const uint8_t* p = im.p[i];
+  return {last < 0 ? p + last : p,
+          (last < 0 ? p : p + last) + RowBytes(f, i, w)};
 }
 
 // `kStreamAbove` > 0: when w x h of the region exceeds it, luma rows (and
@@ -576,21 +596,26 @@ struct Mover {
                            const Planes<uint8_t>& dst, KelImageSize roi) {
     const int w = roi.width & ~(kMinWidth - 1);
     const int h = roi.height & ~(kMinHeight - 1);
-    const bool stream =
+    RowMode mode{
         kStreamAbove > 0 &&
-        static_cast<int64_t>(roi.width) * roi.height > kStreamAbove;
+            static_cast<int64_t>(roi.width) * roi.height > kStreamAbove,
+        false};
+    for (int i = 0; i < PlaneCount(T); ++i)
+      for (int k = 0; k < PlaneCount(F); ++k)
+        mode.mayOverlap |=
+            PlaneSpan(T, dst, i, w, h).Meets(PlaneSpan(F, src, k, w, h));
     const int n = kTo == Sampling::k411 ? w / 4 : w / 2;
 
     if constexpr (kRowsKeepPlaces) {
       if (static_cast<int64_t>(w) * h <= (int64_t{1} << 28) &&
           Contiguous(F, src, w) && Contiguous(T, dst, w)) {
         const int chromaRows = k420 ? h / 2 : h;
-        Unit<Isa>(src, dst, 0, 1, w * h, n * chromaRows, stream);
+        Unit<Isa>(src, dst, 0, 1, w * h, n * chromaRows, mode);
         return kelOk;
       }
     }
     for (int y = 0; y < h; y += kMinHeight)
-      Unit<Isa>(src, dst, y, kMinHeight, w, n, stream);
+      Unit<Isa>(src, dst, y, kMinHeight, w, n, mode);
     return kelOk;
   }
 
@@ -598,10 +623,10 @@ struct Mover {
   // go with them, of n samples.
   template <class Isa>
   static void Unit(const Planes<const uint8_t>& src, const Planes<uint8_t>& dst,
-                   int y, int rows, int w, int n, bool stream) {
+                   int y, int rows, int w, int n, RowMode mode) {
     if constexpr (F.layout == Layout::kC2 && T.layout == Layout::kC2) {
       Regroup<F, T>::template Row<Isa>(src.Row(0, y), dst.Row(0, y), w / 2,
-                                       stream);
+                                       mode.stream);
     } else {
       if constexpr (T.layout != Layout::kC2) {
         for (int i = y; i < y + rows; ++i) {
@@ -610,11 +635,11 @@ struct Mover {
               UnpackLuma<Isa, F.packing>(src.Row(0, i), dst.Row(0, i), w);
           } else {
             frame::RowCopy<Isa>(src.Row(0, i), dst.Row(0, i),
-                                static_cast<uint32_t>(w), stream);
+                                static_cast<uint32_t>(w), mode.stream);
           }
         }
       }
-      ChromaUnit<Isa>(src, dst, y, n, stream);
+      ChromaUnit<Isa>(src, dst, y, n, mode);
     }
   }
 
@@ -622,9 +647,9 @@ struct Mover {
   template <class Isa>
   static void ChromaUnit(const Planes<const uint8_t>& src,
                          const Planes<uint8_t>& dst, int y, int n,
-                         bool stream) {
+                         RowMode mode) {
     auto move = [&](auto reader, int outRow) {
-      MoveChroma<Isa>(reader, SinkRow<T>(src, dst, outRow), n, stream);
+      MoveChroma<Isa>(reader, SinkRow<T>(src, dst, outRow), n, mode);
     };
     using Row = decltype(SourceRow<F>(src, 0));
     if constexpr (kFrom == Sampling::k422 && kTo == Sampling::k420) {
