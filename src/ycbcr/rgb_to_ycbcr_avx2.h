@@ -80,7 +80,8 @@ constexpr ByteMask C4Group() {
 inline constexpr int16_t kWordValues[] = {
     8422,   16515, 3212,  2112,  16843,  static_cast<int16_t>(33030),
     6423,   128,   16,    -9699, -19071, 28770,
-    -24117, -4653, 16448, 64,    255,    0x0101};
+    -24117, -4653, 16448, 64,    255,    0x2020,
+    0x4040};
 constexpr int kWordCount = sizeof(kWordValues) / sizeof(kWordValues[0]);
 
 // Every constant of the kernels, in one block.
@@ -317,15 +318,17 @@ KEL_AVX2_INLINE __m256i LumaBytesA(const Rgb8& in) {
               LumaA(Widen256Hi(in.r), Widen256Hi(in.g), Widen256Hi(in.b)));
 }
 
-// Sums of horizontally adjacent pixels: pairs [0..7 | 8..15].
+// M times the sums of horizontally adjacent pixels, pairs [0..7 | 8..15]
+// (M = 32 or 64: at most 32640, so the multiply-add never saturates).
+template <int M>
 KEL_AVX2_INLINE __m256i PairSums(__m256i v) {
-  return _mm256_maddubs_epi16(v, K16<0x0101>());
+  return _mm256_maddubs_epi16(v, K16<M * 0x0101>());
 }
 
 // 32 times the sums of four adjacent pixels: [0..3 0..3 | 4..7 4..7].
 KEL_AVX2_INLINE __m256i QuadSums32(__m256i v) {
-  const __m256i p = PairSums(v);
-  return _mm256_slli_epi16(_mm256_hadd_epi16(p, p), 5);
+  const __m256i p = PairSums<32>(v);
+  return _mm256_hadd_epi16(p, p);
 }
 
 // ---- Stores ----------------------------------------------------------------
@@ -482,9 +485,8 @@ template <int N, class Src, class Dst>
 KEL_AVX2_INLINE void Block422(const typename Src::RowView& s,
                               const typename Dst::RowView& d, int x) {
   const Rgb8 in = LoadRgb<N, Src>(s, x);
-  const __m256i sr = _mm256_slli_epi16(PairSums(in.r), 6);
-  const __m256i sg = _mm256_slli_epi16(PairSums(in.g), 6);
-  const __m256i sb = _mm256_slli_epi16(PairSums(in.b), 6);
+  const __m256i sr = PairSums<64>(in.r), sg = PairSums<64>(in.g),
+                sb = PairSums<64>(in.b);
   Store422<N, Dst>(d, x, LumaBytesA(in), ChromaA<kCb>(sr, sg, sb),
                    ChromaA<kCr>(sr, sg, sb));
 }
@@ -494,12 +496,9 @@ KEL_AVX2_INLINE void Block420(const typename Src::RowView& s0,
                               const typename Src::RowView& s1,
                               const typename Dst::RowView& d, int x) {
   const Rgb8 a = LoadRgb<N, Src>(s0, x), b = LoadRgb<N, Src>(s1, x);
-  const __m256i sr =
-      _mm256_slli_epi16(_mm256_add_epi16(PairSums(a.r), PairSums(b.r)), 5);
-  const __m256i sg =
-      _mm256_slli_epi16(_mm256_add_epi16(PairSums(a.g), PairSums(b.g)), 5);
-  const __m256i sb =
-      _mm256_slli_epi16(_mm256_add_epi16(PairSums(a.b), PairSums(b.b)), 5);
+  const __m256i sr = _mm256_add_epi16(PairSums<32>(a.r), PairSums<32>(b.r));
+  const __m256i sg = _mm256_add_epi16(PairSums<32>(a.g), PairSums<32>(b.g));
+  const __m256i sb = _mm256_add_epi16(PairSums<32>(a.b), PairSums<32>(b.b));
   Store420<N, Dst>(d, x, LumaBytesA(a), LumaBytesA(b), ChromaA<kCb>(sr, sg, sb),
                    ChromaA<kCr>(sr, sg, sb));
 }
