@@ -546,9 +546,9 @@ constexpr int PlaneCount(Format f) {
 }
 
 // Bytes in a row of each plane of a format, for w trimmed luma columns.
-constexpr int RowBytes(Format f, int plane, int w) {
-  const int cw = f.sampling == Sampling::k411 ? w / 4 : w / 2;
-  if (f.layout == Layout::kC2) return 2 * w;
+constexpr int64_t RowBytes(Format f, int plane, int w) {
+  const int64_t cw = f.sampling == Sampling::k411 ? w / 4 : w / 2;
+  if (f.layout == Layout::kC2) return 2 * int64_t{w};
   if (plane == 0) return w;
   return f.layout == Layout::kP2 ? 2 * cw : cw;
 }
@@ -570,8 +570,9 @@ Span PlaneSpan(Format f, const Planes<T>& im, int i, int w, int h) {
           (last < 0 ? p : p + last) + RowBytes(f, i, w)};
 }
 
-// `kStreamAbove` > 0: when w x h of the region exceeds it, luma rows (and
-// packed results) are written with streaming stores.
+// `kStreamAbove` > 0: when w x h of the region as passed (before trimming)
+// exceeds it, luma rows (and packed results) are written with streaming
+// stores.
 template <Format F, Format T, int64_t kStreamAbove = 0>
 struct Mover {
   static_assert(F.layout != Layout::kC2 || F.sampling == Sampling::k422);
