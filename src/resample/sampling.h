@@ -119,6 +119,10 @@ struct PlanarRow {
     b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(cb + k));
     r = _mm_loadu_si128(reinterpret_cast<const __m128i*>(cr + k));
   }
+  KEL_AVX2_INLINE void Load8(int k, __m128i& b, __m128i& r) const {
+    b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(cb + k));
+    r = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(cr + k));
+  }
 };
 
 struct PairRow {
@@ -138,6 +142,13 @@ struct PairRow {
   KEL_AVX2_INLINE void Load16(int k, __m128i& b, __m128i& r) const {
     vec::Unzip8Half(
         _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 2 * k)), b, r);
+  }
+  KEL_AVX2_INLINE void Load8(int k, __m128i& b, __m128i& r) const {
+    const __m128i v = _mm_shuffle_epi8(
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 2 * k)),
+        _mm_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, 1, 3, 5, 7, 9, 11, 13, 15));
+    b = v;
+    r = _mm_unpackhi_epi64(v, v);
   }
 };
 
@@ -169,6 +180,21 @@ struct PackedRow {
       _mm256_storeu_si256(reinterpret_cast<__m256i*>(y + 2 * k), y0);
       _mm256_storeu_si256(reinterpret_cast<__m256i*>(y + 2 * k + 32), y1);
     }
+    b = kCrFirst ? c1 : c0;
+    r = kCrFirst ? c0 : c1;
+  }
+  KEL_AVX2_INLINE void Load16(int k, __m128i& b, __m128i& r) const {
+    const auto* q = reinterpret_cast<const __m256i*>(p + 4 * k);
+    const __m256i v0 = _mm256_loadu_si256(q), v1 = _mm256_loadu_si256(q + 1);
+    if constexpr (kSplitLuma) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(y + 2 * k),
+                          vec::LumaOfC2<P>(v0, v1));
+    }
+    __m128i c0, c1;
+    vec::Unzip8Half(
+        _mm256_permute4x64_epi64(
+            vec::PackHalves<P == Packing::kLumaFirst>(v0, v1), 0xD8),
+        c0, c1);
     b = kCrFirst ? c1 : c0;
     r = kCrFirst ? c0 : c1;
   }
@@ -239,6 +265,32 @@ struct Reader {
       cr = vec::Zip8Half(r0, r1);
     }
   }
+
+  // Result samples j .. j+15, for rows shorter than one full step.
+  KEL_AVX2_INLINE void Fetch16(int j, __m128i& cb, __m128i& cr) const {
+    if constexpr (kRule == Rule::kCopy) {
+      a.Load16(j, cb, cr);
+    } else if constexpr (kRule == Rule::kEven || kRule == Rule::kOdd) {
+      __m256i b0, r0;
+      __m128i even, odd;
+      a.Load32(2 * j, b0, r0);
+      vec::Unzip8Half(b0, even, odd);
+      cb = kRule == Rule::kEven ? even : odd;
+      vec::Unzip8Half(r0, even, odd);
+      cr = kRule == Rule::kEven ? even : odd;
+    } else if constexpr (kRule == Rule::kDup) {
+      __m128i b0, r0;
+      a.Load8(j / 2, b0, r0);
+      cb = _mm_unpacklo_epi8(b0, b0);
+      cr = _mm_unpacklo_epi8(r0, r0);
+    } else {
+      __m128i b0, r0, b1, r1;
+      a.Load8(j / 2, b0, r0);
+      b.Load8(j / 2, b1, r1);
+      cb = _mm_unpacklo_epi8(b0, b1);
+      cr = _mm_unpacklo_epi8(r0, r1);
+    }
+  }
 };
 
 // ---------------------------------------------------------------------------
@@ -263,6 +315,10 @@ struct PlanarSink {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(cb + j), b);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(cr + j), r);
   }
+  KEL_AVX2_INLINE void Store16(int j, __m128i b, __m128i r) const {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(cb + j), b);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(cr + j), r);
+  }
   int AlignedFrom() const { return resample::AlignedFrom(cb, 1); }
 };
 
@@ -283,6 +339,10 @@ struct PairSink {
     vec::Zip8(b, r, lo, hi);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 2 * j), lo);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 2 * j + 32), hi);
+  }
+  KEL_AVX2_INLINE void Store16(int j, __m128i b, __m128i r) const {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 2 * j),
+                        vec::Zip8Half(b, r));
   }
   int AlignedFrom() const { return resample::AlignedFrom(p, 2); }
 };
@@ -322,6 +382,20 @@ struct PackedSink {
         _mm256_storeu_si256(q + i, v[i]);
     }
   }
+  KEL_AVX2_INLINE void Store16(int j, __m128i b, __m128i r) const {
+    const __m256i uv = vec::Zip8Half(kCrFirst ? r : b, kCrFirst ? b : r);
+    const __m256i l = _mm256_permute4x64_epi64(
+        _mm256_loadu_si256(reinterpret_cast<const __m256i*>(y + 2 * j)), 0xD8);
+    const __m256i c = _mm256_permute4x64_epi64(uv, 0xD8);
+    auto* q = reinterpret_cast<__m256i*>(d + 4 * j);
+    if constexpr (P == Packing::kLumaFirst) {
+      _mm256_storeu_si256(q, _mm256_unpacklo_epi8(l, c));
+      _mm256_storeu_si256(q + 1, _mm256_unpackhi_epi8(l, c));
+    } else {
+      _mm256_storeu_si256(q, _mm256_unpacklo_epi8(c, l));
+      _mm256_storeu_si256(q + 1, _mm256_unpackhi_epi8(c, l));
+    }
+  }
   int AlignedFrom() const { return resample::AlignedFrom(d, 4); }
 };
 
@@ -337,14 +411,23 @@ void MoveChromaScalar(const Reader& r, const Sink& s, int j, int n) {
   }
 }
 
-// 32 result samples per step. Rows shorter than one step go sample by
-// sample. Otherwise the first step stores unaligned, the following ones
-// start where the destination is 32-byte aligned (overlapping the first),
-// and a row that does not end on a step boundary ends with one step that
-// overlaps the previous one. Streaming stores need the aligned steps.
+// 32 result samples per step. Rows of 16 to 31 samples take two overlapping
+// steps of 16, shorter ones go sample by sample. Otherwise the first step
+// stores unaligned, the following ones start where the destination is 32-byte
+// aligned (overlapping the first), and a row that does not end on a step
+// boundary ends with one step that overlaps the previous one. Streaming stores
+// need the aligned steps.
 template <class Reader, class Sink>
 KEL_AVX2 void MoveChromaAvx2(const Reader r, const Sink s, int n, bool stream) {
-  if (n < 32) return MoveChromaScalar(r, s, 0, n);
+  if (n < 32) {
+    if (n < 16) return MoveChromaScalar(r, s, 0, n);
+    __m128i cb, cr;  // two steps of 16, overlapping
+    r.Fetch16(0, cb, cr);
+    s.Store16(0, cb, cr);
+    r.Fetch16(n - 16, cb, cr);
+    s.Store16(n - 16, cb, cr);
+    return;
+  }
   int j = s.AlignedFrom();
   // Aligned steps need whole source vectors and room for one step.
   if ((j % 2 != 0 && !Reader::kAnyStart) || j + 32 > n) j = -1;
