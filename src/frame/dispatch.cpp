@@ -5,11 +5,10 @@
 #error "the export stubs are written for x86-64 ELF targets"
 #endif
 
-// Each family defines kel_impl_<export>. References are weak while families
-// are being filled in; an export without an implementation keeps a slot that
-// returns kelErrBadArg, and the test suite fails on it.
+// Each family defines kel_impl_<export> with KEL_IMPLEMENT; an export
+// without one fails to link.
 #define KEL_IMPL_DECL_(name, params) \
-  extern "C" const kel::frame::ExportImpl kel_impl_##name __attribute__((weak));
+  extern "C" const kel::frame::ExportImpl kel_impl_##name;
 KELCC_EXPORTS(KEL_IMPL_DECL_)
 #undef KEL_IMPL_DECL_
 
@@ -42,8 +41,6 @@ namespace {
 const ExportImpl* const kImpls[kExportCount] = {KELCC_EXPORTS(KEL_IMPL_PTR_)};
 #undef KEL_IMPL_PTR_
 
-extern "C" KelResult kelNotImplemented() { return kelErrBadArg; }
-
 bool g_usingAvx2 = false;
 
 }  // namespace
@@ -61,11 +58,7 @@ bool CpuHasAvx2() {
 bool SelectImplementations(bool avx2) {
   const bool use = avx2 && CpuHasAvx2();
   for (int i = 0; i < kExportCount; ++i) {
-    const ExportImpl* impl = kImpls[i];
-    ExportFn fn = impl == nullptr ? reinterpret_cast<ExportFn>(&kelNotImplemented)
-                  : use           ? impl->avx2
-                                  : impl->portable;
-    kel_slot_table[i] = fn;
+    kel_slot_table[i] = use ? kImpls[i]->avx2 : kImpls[i]->portable;
   }
   g_usingAvx2 = use;
   return use;
@@ -74,7 +67,8 @@ bool SelectImplementations(bool avx2) {
 bool UsingAvx2() { return g_usingAvx2; }
 
 bool IsImplemented(int slot) {
-  return slot >= 0 && slot < kExportCount && kImpls[slot] != nullptr;
+  return slot >= 0 && slot < kExportCount && kImpls[slot]->portable &&
+         kImpls[slot]->avx2;
 }
 
 namespace {

@@ -19,18 +19,6 @@
 #include "support/dispatch_modes.h"
 #include "support/image.h"
 
-// The family's implementation records, filled by its registrations.
-#define FILTER_EXPORTS(X)                   \
-  X(keliYCbCr420ToYCbCr422_Filter_8u_P3R)   \
-  X(keliYCrCb420ToYCbCr422_Filter_8u_P3R)   \
-  X(keliYCbCr420ToYCbCr422_Filter_8u_P2P3R) \
-  X(keliYCbCr420ToYCbCr422_Filter_8u_P2C2R) \
-  X(keliYCbCr420ToYCrCb420_Filter_8u_P2P3R)
-#define DECLARE_IMPL(name) \
-  extern "C" const kel::frame::ExportImpl kel_impl_##name;
-FILTER_EXPORTS(DECLARE_IMPL)
-#undef DECLARE_IMPL
-
 namespace {
 
 using kel::test::ForEachDispatch;
@@ -160,15 +148,6 @@ int Misalign(int w, int h, int plane) {
   return (w * 7 + h * 3 + plane * 5) % 32;
 }
 int Slack(int w, int h, int plane) { return (w + h * 11 + plane * 13) % 38; }
-
-TEST(FilterExports, EachHasItsOwnPortableAndAvx2Implementation) {
-#define CHECK_IMPL(name)                                 \
-  EXPECT_NE(kel_impl_##name.portable, nullptr) << #name; \
-  EXPECT_NE(kel_impl_##name.avx2, nullptr) << #name;     \
-  EXPECT_NE(kel_impl_##name.portable, kel_impl_##name.avx2) << #name;
-  FILTER_EXPORTS(CHECK_IMPL)
-#undef CHECK_IMPL
-}
 
 // ---- 4:2:0 -> 4:2:2 four-tap members ----------------------------------------
 

@@ -19,12 +19,6 @@
 
 namespace {
 
-// The test support archive holds the library's objects and the slot table
-// refers to implementations only weakly, so this program names one function
-// of the family to have its object linked.
-__attribute__((used)) const auto kLinkFamily =
-    &kel::ycbcr::dec::ConvertAc4S<kel::Portable>;
-
 using kel::test::GuardedPlane;
 using kel::ycbcr::Rgb8;
 
