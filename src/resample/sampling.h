@@ -712,6 +712,9 @@ struct Mover {
       Regroup<F, T>::template Row<Isa>(src.Row(0, y), dst.Row(0, y), w / 2,
                                        mode.stream);
     } else {
+      // A packed source row that gives its luma on the chroma pass goes
+      // first, so that the source is read front to back.
+      if constexpr (kSplitLuma) ChromaUnit<Isa>(src, dst, y, n, mode);
       if constexpr (T.layout != Layout::kC2) {
         for (int i = y; i < y + rows; ++i) {
           if constexpr (F.layout == Layout::kC2) {
@@ -723,7 +726,7 @@ struct Mover {
           }
         }
       }
-      ChromaUnit<Isa>(src, dst, y, n, mode);
+      if constexpr (!kSplitLuma) ChromaUnit<Isa>(src, dst, y, n, mode);
     }
   }
 
