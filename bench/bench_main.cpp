@@ -53,9 +53,8 @@ class TableReporter : public benchmark::ConsoleReporter {
   }
 
   void PrintTable() const {
-    std::printf(
-        "\n%-46s %9s %9s %-8s %7s %9s %7s\n", "conversion / size", "kelCC",
-        "best peer", "(peer)", "speedup", "memcpy", "of lim");
+    std::printf("\n%-46s %9s %9s %-8s %7s %9s %7s\n", "conversion / size",
+                "kelCC", "best peer", "(peer)", "speedup", "memcpy", "of lim");
     for (const auto& [key, row] : rows_) {
       auto get = [&](const char* impl) {
         auto it = row.mpixByImpl.find(impl);

@@ -114,22 +114,22 @@ const KelLibVersion* kelccGetLibVersion(void);
                             int dstStep, KelImageSize roiSize))                \
   X(keliRGBToYCbCr_8u_AC4R, (const Kel8u* pSrc, int srcStep, Kel8u* pDst,      \
                              int dstStep, KelImageSize roiSize))               \
-  X(keliRGBToYCbCr_8u_C3P3R, (const Kel8u* pSrc, int srcStep,                  \
-                              Kel8u* const pDst[3], int dstStep,               \
-                              KelImageSize roiSize))                           \
-  X(keliRGBToYCbCr_8u_AC4P3R, (const Kel8u* pSrc, int srcStep,                 \
-                               Kel8u* const pDst[3], int dstStep,              \
-                               KelImageSize roiSize))                          \
-  X(keliRGBToYCbCr_8u_P3R, (const Kel8u* const pSrc[3], int srcStep,           \
-                            Kel8u* const pDst[3], int dstStep,                 \
-                            KelImageSize roiSize))                             \
+  X(keliRGBToYCbCr_8u_C3P3R,                                                   \
+    (const Kel8u* pSrc, int srcStep, Kel8u* const pDst[3], int dstStep,        \
+     KelImageSize roiSize))                                                    \
+  X(keliRGBToYCbCr_8u_AC4P3R,                                                  \
+    (const Kel8u* pSrc, int srcStep, Kel8u* const pDst[3], int dstStep,        \
+     KelImageSize roiSize))                                                    \
+  X(keliRGBToYCbCr_8u_P3R,                                                     \
+    (const Kel8u* const pSrc[3], int srcStep, Kel8u* const pDst[3],            \
+     int dstStep, KelImageSize roiSize))                                       \
   X(keliYCbCrToRGB_8u_C3R, (const Kel8u* pSrc, int srcStep, Kel8u* pDst,       \
                             int dstStep, KelImageSize roiSize))                \
   X(keliYCbCrToRGB_8u_AC4R, (const Kel8u* pSrc, int srcStep, Kel8u* pDst,      \
                              int dstStep, KelImageSize roiSize))               \
-  X(keliYCbCrToRGB_8u_P3R, (const Kel8u* const pSrc[3], int srcStep,           \
-                            Kel8u* const pDst[3], int dstStep,                 \
-                            KelImageSize roiSize))                             \
+  X(keliYCbCrToRGB_8u_P3R,                                                     \
+    (const Kel8u* const pSrc[3], int srcStep, Kel8u* const pDst[3],            \
+     int dstStep, KelImageSize roiSize))                                       \
   X(keliYCbCrToRGB_8u_P3C3R, (const Kel8u* const pSrc[3], int srcStep,         \
                               Kel8u* pDst, int dstStep, KelImageSize roiSize)) \
   X(keliYCbCrToRGB_8u_P3C4R,                                                   \
@@ -142,106 +142,106 @@ const KelLibVersion* kelccGetLibVersion(void);
      KelImageSize roiSize, Kel8u aval))
 
 /* Parameter lists shared by many entries of the subsampled families. */
-#define KELCC_P_C_C                                                            \
-  (const Kel8u* pSrc, int srcStep, Kel8u* pDst, int dstStep,                   \
+#define KELCC_P_C_C                                          \
+  (const Kel8u* pSrc, int srcStep, Kel8u* pDst, int dstStep, \
    KelImageSize roiSize)
-#define KELCC_P_C_CA                                                           \
-  (const Kel8u* pSrc, int srcStep, Kel8u* pDst, int dstStep,                   \
+#define KELCC_P_C_CA                                         \
+  (const Kel8u* pSrc, int srcStep, Kel8u* pDst, int dstStep, \
    KelImageSize roiSize, Kel8u aval)
 #define KELCC_P_C_P3S                                                          \
   (const Kel8u* pSrc, int srcStep, Kel8u* const pDst[3], const int dstStep[3], \
    KelImageSize roiSize)
-#define KELCC_P_C_P3                                                           \
-  (const Kel8u* pSrc, int srcStep, Kel8u* const pDst[3], int dstStep,          \
+#define KELCC_P_C_P3                                                  \
+  (const Kel8u* pSrc, int srcStep, Kel8u* const pDst[3], int dstStep, \
    KelImageSize roiSize)
-#define KELCC_P_C_P2                                                           \
-  (const Kel8u* pSrc, int srcStep, Kel8u* pDstY, int dstYStep,                 \
+#define KELCC_P_C_P2                                           \
+  (const Kel8u* pSrc, int srcStep, Kel8u* pDstY, int dstYStep, \
    Kel8u* pDstCbCr, int dstCbCrStep, KelImageSize roiSize)
-#define KELCC_P_P3_C                                                           \
-  (const Kel8u* const pSrc[3], int srcStep, Kel8u* pDst, int dstStep,          \
+#define KELCC_P_P3_C                                                  \
+  (const Kel8u* const pSrc[3], int srcStep, Kel8u* pDst, int dstStep, \
    KelImageSize roiSize)
 #define KELCC_P_P3S_C                                                          \
-  (const Kel8u* const pSrc[3], const int srcStep[3], Kel8u* pDst,              \
-   int dstStep, KelImageSize roiSize)
+  (const Kel8u* const pSrc[3], const int srcStep[3], Kel8u* pDst, int dstStep, \
+   KelImageSize roiSize)
 #define KELCC_P_P3S_CA                                                         \
-  (const Kel8u* const pSrc[3], const int srcStep[3], Kel8u* pDst,              \
-   int dstStep, KelImageSize roiSize, Kel8u aval)
-#define KELCC_P_P2_C                                                           \
-  (const Kel8u* pSrcY, int srcYStep, const Kel8u* pSrcCbCr, int srcCbCrStep,   \
+  (const Kel8u* const pSrc[3], const int srcStep[3], Kel8u* pDst, int dstStep, \
+   KelImageSize roiSize, Kel8u aval)
+#define KELCC_P_P2_C                                                         \
+  (const Kel8u* pSrcY, int srcYStep, const Kel8u* pSrcCbCr, int srcCbCrStep, \
    Kel8u* pDst, int dstStep, KelImageSize roiSize)
-#define KELCC_P_P2_CA                                                          \
-  (const Kel8u* pSrcY, int srcYStep, const Kel8u* pSrcCbCr, int srcCbCrStep,   \
+#define KELCC_P_P2_CA                                                        \
+  (const Kel8u* pSrcY, int srcYStep, const Kel8u* pSrcCbCr, int srcCbCrStep, \
    Kel8u* pDst, int dstStep, KelImageSize roiSize, Kel8u aval)
-#define KELCC_P_P3S_P3S                                                        \
-  (const Kel8u* const pSrc[3], const int srcStep[3], Kel8u* const pDst[3],     \
+#define KELCC_P_P3S_P3S                                                    \
+  (const Kel8u* const pSrc[3], const int srcStep[3], Kel8u* const pDst[3], \
    const int dstStep[3], KelImageSize roiSize)
-#define KELCC_P_P3S_P2                                                         \
-  (const Kel8u* const pSrc[3], const int srcStep[3], Kel8u* pDstY,             \
+#define KELCC_P_P3S_P2                                             \
+  (const Kel8u* const pSrc[3], const int srcStep[3], Kel8u* pDstY, \
    int dstYStep, Kel8u* pDstCbCr, int dstCbCrStep, KelImageSize roiSize)
-#define KELCC_P_P2_P3S                                                         \
-  (const Kel8u* pSrcY, int srcYStep, const Kel8u* pSrcCbCr, int srcCbCrStep,   \
+#define KELCC_P_P2_P3S                                                       \
+  (const Kel8u* pSrcY, int srcYStep, const Kel8u* pSrcCbCr, int srcCbCrStep, \
    Kel8u* const pDst[3], const int dstStep[3], KelImageSize roiSize)
-#define KELCC_P_P2_P2                                                          \
-  (const Kel8u* pSrcY, int srcYStep, const Kel8u* pSrcCbCr, int srcCbCrStep,   \
-   Kel8u* pDstY, int dstYStep, Kel8u* pDstCbCr, int dstCbCrStep,               \
+#define KELCC_P_P2_P2                                                        \
+  (const Kel8u* pSrcY, int srcYStep, const Kel8u* pSrcCbCr, int srcCbCrStep, \
+   Kel8u* pDstY, int dstYStep, Kel8u* pDstCbCr, int dstCbCrStep,             \
    KelImageSize roiSize)
 
 /* RGB and BGR to 4:2:2, 4:2:0 and 4:1:1 YCbCr. */
-#define KELCC_EXPORTS_YCBCR_ENCODE(X)                                          \
-  X(keliRGBToYCbCr422_8u_C3C2R, KELCC_P_C_C)                                   \
-  X(keliRGBToYCbCr422_8u_C3P3R, KELCC_P_C_P3S)                                 \
-  X(keliRGBToYCbCr422_8u_P3C2R, KELCC_P_P3_C)                                  \
-  X(keliRGBToYCrCb422_8u_C3C2R, KELCC_P_C_C)                                   \
-  X(keliRGBToYCrCb422_8u_P3C2R, KELCC_P_P3_C)                                  \
-  X(keliRGBToCbYCr422_8u_C3C2R, KELCC_P_C_C)                                   \
-  X(keliBGRToYCbCr422_8u_C3C2R, KELCC_P_C_C)                                   \
-  X(keliBGRToYCbCr422_8u_AC4C2R, KELCC_P_C_C)                                  \
-  X(keliBGRToYCbCr422_8u_C3P3R, KELCC_P_C_P3S)                                 \
-  X(keliBGRToYCbCr422_8u_AC4P3R, KELCC_P_C_P3S)                                \
-  X(keliBGRToCbYCr422_8u_AC4C2R, KELCC_P_C_C)                                  \
-  X(keliRGBToYCbCr420_8u_C3P3R, KELCC_P_C_P3S)                                 \
-  X(keliRGBToYCbCr420_8u_C3P2R, KELCC_P_C_P2)                                  \
-  X(keliRGBToYCbCr420_8u_C4P2R, KELCC_P_C_P2)                                  \
-  X(keliRGBToYCrCb420_8u_AC4P3R, KELCC_P_C_P3S)                                \
-  X(keliBGRToYCbCr420_8u_C3P3R, KELCC_P_C_P3S)                                 \
-  X(keliBGRToYCbCr420_8u_AC4P3R, KELCC_P_C_P3S)                                \
-  X(keliBGRToYCbCr420_8u_C3P2R, KELCC_P_C_P2)                                  \
-  X(keliBGRToYCbCr420_8u_AC4P2R, KELCC_P_C_P2)                                 \
-  X(keliBGRToYCrCb420_8u_C3P3R, KELCC_P_C_P3S)                                 \
-  X(keliBGRToYCrCb420_8u_AC4P3R, KELCC_P_C_P3S)                                \
-  X(keliBGRToYCbCr411_8u_C3P3R, KELCC_P_C_P3S)                                 \
+#define KELCC_EXPORTS_YCBCR_ENCODE(X)           \
+  X(keliRGBToYCbCr422_8u_C3C2R, KELCC_P_C_C)    \
+  X(keliRGBToYCbCr422_8u_C3P3R, KELCC_P_C_P3S)  \
+  X(keliRGBToYCbCr422_8u_P3C2R, KELCC_P_P3_C)   \
+  X(keliRGBToYCrCb422_8u_C3C2R, KELCC_P_C_C)    \
+  X(keliRGBToYCrCb422_8u_P3C2R, KELCC_P_P3_C)   \
+  X(keliRGBToCbYCr422_8u_C3C2R, KELCC_P_C_C)    \
+  X(keliBGRToYCbCr422_8u_C3C2R, KELCC_P_C_C)    \
+  X(keliBGRToYCbCr422_8u_AC4C2R, KELCC_P_C_C)   \
+  X(keliBGRToYCbCr422_8u_C3P3R, KELCC_P_C_P3S)  \
+  X(keliBGRToYCbCr422_8u_AC4P3R, KELCC_P_C_P3S) \
+  X(keliBGRToCbYCr422_8u_AC4C2R, KELCC_P_C_C)   \
+  X(keliRGBToYCbCr420_8u_C3P3R, KELCC_P_C_P3S)  \
+  X(keliRGBToYCbCr420_8u_C3P2R, KELCC_P_C_P2)   \
+  X(keliRGBToYCbCr420_8u_C4P2R, KELCC_P_C_P2)   \
+  X(keliRGBToYCrCb420_8u_AC4P3R, KELCC_P_C_P3S) \
+  X(keliBGRToYCbCr420_8u_C3P3R, KELCC_P_C_P3S)  \
+  X(keliBGRToYCbCr420_8u_AC4P3R, KELCC_P_C_P3S) \
+  X(keliBGRToYCbCr420_8u_C3P2R, KELCC_P_C_P2)   \
+  X(keliBGRToYCbCr420_8u_AC4P2R, KELCC_P_C_P2)  \
+  X(keliBGRToYCrCb420_8u_C3P3R, KELCC_P_C_P3S)  \
+  X(keliBGRToYCrCb420_8u_AC4P3R, KELCC_P_C_P3S) \
+  X(keliBGRToYCbCr411_8u_C3P3R, KELCC_P_C_P3S)  \
   X(keliBGRToYCbCr411_8u_AC4P3R, KELCC_P_C_P3S)
 
 /* 4:2:2, 4:2:0 and 4:1:1 YCbCr to RGB and BGR. */
-#define KELCC_EXPORTS_YCBCR_DECODE(X)                                          \
-  X(keliYCbCr422ToRGB_8u_C2C3R, KELCC_P_C_C)                                   \
-  X(keliYCbCr422ToRGB_8u_C2C4R, KELCC_P_C_CA)                                  \
-  X(keliYCbCr422ToRGB_8u_C2P3R, KELCC_P_C_P3)                                  \
-  X(keliYCbCr422ToRGB_8u_P3C3R, KELCC_P_P3S_C)                                 \
-  X(keliYCbCr422ToBGR_8u_C2C3R, KELCC_P_C_C)                                   \
-  X(keliYCbCr422ToBGR_8u_C2C4R, KELCC_P_C_CA)                                  \
-  X(keliYCbCr422ToBGR_8u_P3C3R, KELCC_P_P3S_C)                                 \
-  X(keliYCrCb422ToRGB_8u_C2C3R, KELCC_P_C_C)                                   \
-  X(keliYCrCb422ToRGB_8u_C2C4R, KELCC_P_C_CA)                                  \
-  X(keliYCrCb422ToRGB_8u_C2P3R, KELCC_P_C_P3)                                  \
-  X(keliYCrCb422ToBGR_8u_C2C3R, KELCC_P_C_C)                                   \
-  X(keliYCrCb422ToBGR_8u_C2C4R, KELCC_P_C_CA)                                  \
-  X(keliCbYCr422ToRGB_8u_C2C3R, KELCC_P_C_C)                                   \
-  X(keliCbYCr422ToBGR_8u_C2C4R, KELCC_P_C_CA)                                  \
-  X(keliYCbCr420ToRGB_8u_P3C3R, KELCC_P_P3S_C)                                 \
-  X(keliYCbCr420ToRGB_8u_P2C3R, KELCC_P_P2_C)                                  \
-  X(keliYCbCr420ToRGB_8u_P2C4R, KELCC_P_P2_CA)                                 \
-  X(keliYCbCr420ToBGR_8u_P3C3R, KELCC_P_P3S_C)                                 \
-  X(keliYCbCr420ToBGR_8u_P3C4R, KELCC_P_P3S_CA)                                \
-  X(keliYCbCr420ToBGR_8u_P2C3R, KELCC_P_P2_C)                                  \
-  X(keliYCbCr420ToBGR_8u_P2C4R, KELCC_P_P2_CA)                                 \
-  X(keliYCrCb420ToRGB_8u_P3C4R, KELCC_P_P3S_CA)                                \
-  X(keliYCrCb420ToRGB_8u_P2C3R, KELCC_P_P2_C)                                  \
-  X(keliYCrCb420ToRGB_8u_P2C4R, KELCC_P_P2_CA)                                 \
-  X(keliYCrCb420ToBGR_8u_P2C3R, KELCC_P_P2_C)                                  \
-  X(keliYCrCb420ToBGR_8u_P2C4R, KELCC_P_P2_CA)                                 \
-  X(keliYCrCb420ToBGR_Filter_8u_P3C4R, KELCC_P_P3S_CA)                         \
-  X(keliYCbCr411ToBGR_8u_P3C3R, KELCC_P_P3S_C)                                 \
+#define KELCC_EXPORTS_YCBCR_DECODE(X)                  \
+  X(keliYCbCr422ToRGB_8u_C2C3R, KELCC_P_C_C)           \
+  X(keliYCbCr422ToRGB_8u_C2C4R, KELCC_P_C_CA)          \
+  X(keliYCbCr422ToRGB_8u_C2P3R, KELCC_P_C_P3)          \
+  X(keliYCbCr422ToRGB_8u_P3C3R, KELCC_P_P3S_C)         \
+  X(keliYCbCr422ToBGR_8u_C2C3R, KELCC_P_C_C)           \
+  X(keliYCbCr422ToBGR_8u_C2C4R, KELCC_P_C_CA)          \
+  X(keliYCbCr422ToBGR_8u_P3C3R, KELCC_P_P3S_C)         \
+  X(keliYCrCb422ToRGB_8u_C2C3R, KELCC_P_C_C)           \
+  X(keliYCrCb422ToRGB_8u_C2C4R, KELCC_P_C_CA)          \
+  X(keliYCrCb422ToRGB_8u_C2P3R, KELCC_P_C_P3)          \
+  X(keliYCrCb422ToBGR_8u_C2C3R, KELCC_P_C_C)           \
+  X(keliYCrCb422ToBGR_8u_C2C4R, KELCC_P_C_CA)          \
+  X(keliCbYCr422ToRGB_8u_C2C3R, KELCC_P_C_C)           \
+  X(keliCbYCr422ToBGR_8u_C2C4R, KELCC_P_C_CA)          \
+  X(keliYCbCr420ToRGB_8u_P3C3R, KELCC_P_P3S_C)         \
+  X(keliYCbCr420ToRGB_8u_P2C3R, KELCC_P_P2_C)          \
+  X(keliYCbCr420ToRGB_8u_P2C4R, KELCC_P_P2_CA)         \
+  X(keliYCbCr420ToBGR_8u_P3C3R, KELCC_P_P3S_C)         \
+  X(keliYCbCr420ToBGR_8u_P3C4R, KELCC_P_P3S_CA)        \
+  X(keliYCbCr420ToBGR_8u_P2C3R, KELCC_P_P2_C)          \
+  X(keliYCbCr420ToBGR_8u_P2C4R, KELCC_P_P2_CA)         \
+  X(keliYCrCb420ToRGB_8u_P3C4R, KELCC_P_P3S_CA)        \
+  X(keliYCrCb420ToRGB_8u_P2C3R, KELCC_P_P2_C)          \
+  X(keliYCrCb420ToRGB_8u_P2C4R, KELCC_P_P2_CA)         \
+  X(keliYCrCb420ToBGR_8u_P2C3R, KELCC_P_P2_C)          \
+  X(keliYCrCb420ToBGR_8u_P2C4R, KELCC_P_P2_CA)         \
+  X(keliYCrCb420ToBGR_Filter_8u_P3C4R, KELCC_P_P3S_CA) \
+  X(keliYCbCr411ToBGR_8u_P3C3R, KELCC_P_P3S_C)         \
   X(keliYCbCr411ToBGR_8u_P3C4R, KELCC_P_P3S_CA)
 
 /* Sampling, order and layout changes of YCbCr images. */
@@ -267,9 +267,8 @@ const KelLibVersion* kelccGetLibVersion(void);
   X(keliYCbCr420ToYCbCr422_Filter_8u_P2P3R, KELCC_P_P2_P3S)                    \
   X(keliYCrCb420ToYCbCr422_Filter_8u_P3R, KELCC_P_P3S_P3S)                     \
   X(keliYCbCr420ToYCbCr422_Filter_8u_P2C2R,                                    \
-    (const Kel8u* pSrcY, int srcYStep, const Kel8u* pSrcCbCr,                  \
-     int srcCbCrStep, Kel8u* pDst, int dstStep, KelImageSize roiSize,          \
-     int layout))                                                              \
+    (const Kel8u* pSrcY, int srcYStep, const Kel8u* pSrcCbCr, int srcCbCrStep, \
+     Kel8u* pDst, int dstStep, KelImageSize roiSize, int layout))              \
   X(keliYCbCr420ToYCrCb420_Filter_8u_P2P3R, KELCC_P_P2_P3S)                    \
   X(keliYCbCr420ToYCrCb420_8u_P2P3R, KELCC_P_P2_P3S)                           \
   X(keliYCbCr420_8u_P2P3R, KELCC_P_P2_P3S)                                     \
@@ -312,10 +311,10 @@ const KelLibVersion* kelccGetLibVersion(void);
   X(keliYCbCr420To411_8u_P3R, KELCC_P_P3S_P3S)
 
 /* Every exported image function, in slot order. */
-#define KELCC_EXPORTS(X)                                                       \
-  KELCC_EXPORTS_YCBCR444(X)                                                    \
-  KELCC_EXPORTS_YCBCR_ENCODE(X)                                                \
-  KELCC_EXPORTS_YCBCR_DECODE(X)                                                \
+#define KELCC_EXPORTS(X)        \
+  KELCC_EXPORTS_YCBCR444(X)     \
+  KELCC_EXPORTS_YCBCR_ENCODE(X) \
+  KELCC_EXPORTS_YCBCR_DECODE(X) \
   KELCC_EXPORTS_RESAMPLE(X)
 
 #define KELCC_DECLARE_(name, params) KelResult name params;

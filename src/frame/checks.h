@@ -67,8 +67,7 @@ class ArgCheck {
 // The warning of chroma-subsampled conversions whose region is not a whole
 // number of blocks of `bw` x `bh` pixels.
 constexpr KelResult OddSizeResult(KelImageSize roi, int bw, int bh) {
-  return (roi.width % bw != 0 || roi.height % bh != 0) ? kelWarnOddSize
-                                                       : kelOk;
+  return (roi.width % bw != 0 || roi.height % bh != 0) ? kelWarnOddSize : kelOk;
 }
 
 }  // namespace kel

@@ -14,11 +14,15 @@ KELCC_EXPORTS(KEL_IMPL_DECL_)
 
 // The stubs and the table itself. A stub is one indirect jump through its
 // slot, so the implementation receives the caller's arguments untouched.
-#define KEL_STUB_(name, params)                  \
-  ".globl " #name "\n"                           \
-  ".type " #name ", @function\n"                 \
-  ".p2align 4\n" #name ":\n"                     \
-  "  jmp *kel_slot_" #name "(%rip)\n"            \
+#define KEL_STUB_(name, params) \
+  ".globl " #name               \
+  "\n"                          \
+  ".type " #name                \
+  ", @function\n"               \
+  ".p2align 4\n" #name          \
+  ":\n"                         \
+  "  jmp *kel_slot_" #name      \
+  "(%rip)\n"                    \
   ".size " #name ", . - " #name "\n"
 #define KEL_SLOT_(name, params) "kel_slot_" #name ": .quad 0\n"
 asm(".text\n" KELCC_EXPORTS(KEL_STUB_)

@@ -52,12 +52,12 @@ bool IsImplemented(int slot);
 
 }  // namespace kel::frame
 
-#define KEL_IMPLEMENT(name, impl)                                          \
-  extern "C" {                                                             \
-  extern const ::kel::frame::ExportImpl kel_impl_##name;                   \
-  const ::kel::frame::ExportImpl kel_impl_##name = {                       \
-      reinterpret_cast<::kel::frame::ExportFn>(                            \
-          static_cast<decltype(&::name)>(&impl<::kel::Portable>)),         \
-      reinterpret_cast<::kel::frame::ExportFn>(                            \
-          static_cast<decltype(&::name)>(&impl<::kel::Avx2>))};            \
+#define KEL_IMPLEMENT(name, impl)                                  \
+  extern "C" {                                                     \
+  extern const ::kel::frame::ExportImpl kel_impl_##name;           \
+  const ::kel::frame::ExportImpl kel_impl_##name = {               \
+      reinterpret_cast<::kel::frame::ExportFn>(                    \
+          static_cast<decltype(&::name)>(&impl<::kel::Portable>)), \
+      reinterpret_cast<::kel::frame::ExportFn>(                    \
+          static_cast<decltype(&::name)>(&impl<::kel::Avx2>))};    \
   }

@@ -22,16 +22,17 @@ namespace kel::ycbcr {
 // ---- 16-bit lane primitives --------------------------------------------
 
 constexpr int MulHiU(int a, int c) {  // a, c in 0..65535
-  return static_cast<int>((static_cast<uint32_t>(a) * static_cast<uint32_t>(c)) >> 16);
+  return static_cast<int>(
+      (static_cast<uint32_t>(a) * static_cast<uint32_t>(c)) >> 16);
 }
 constexpr int MulHiS(int a, int c) {  // a, c in -32768..32767
   return (a * c) >> 16;
 }
 constexpr int AddSatU(int a, int b) { return std::min(a + b, 65535); }
-constexpr int AddSatS(int a, int b) {
-  return std::clamp(a + b, -32768, 32767);
+constexpr int AddSatS(int a, int b) { return std::clamp(a + b, -32768, 32767); }
+constexpr int Wrap16(int v) {
+  return static_cast<int16_t>(static_cast<uint16_t>(v));
 }
-constexpr int Wrap16(int v) { return static_cast<int16_t>(static_cast<uint16_t>(v)); }
 constexpr uint8_t Clamp8(int v) {
   return static_cast<uint8_t>(std::clamp(v, 0, 255));
 }
@@ -40,13 +41,16 @@ constexpr uint8_t Clamp8(int v) {
 
 // Exact form (32-bit): the per-pixel remainder of a row.
 constexpr uint8_t ExactY(int r, int g, int b) {
-  return static_cast<uint8_t>((16843 * r + 33030 * g + 6423 * b + 1081344) >> 16);
+  return static_cast<uint8_t>((16843 * r + 33030 * g + 6423 * b + 1081344) >>
+                              16);
 }
 constexpr uint8_t ExactCb(int r, int g, int b) {
-  return static_cast<uint8_t>((-9699 * r - 19071 * g + 28770 * b + 8421376) >> 16);
+  return static_cast<uint8_t>((-9699 * r - 19071 * g + 28770 * b + 8421376) >>
+                              16);
 }
 constexpr uint8_t ExactCr(int r, int g, int b) {
-  return static_cast<uint8_t>((28770 * r - 24117 * g - 4653 * b + 8421376) >> 16);
+  return static_cast<uint8_t>((28770 * r - 24117 * g - 4653 * b + 8421376) >>
+                              16);
 }
 
 // Block form A luma: halved coefficients at scale 2^7.
@@ -60,7 +64,8 @@ constexpr uint8_t FormAY(int r, int g, int b) {
 // (128 v for one pixel, 64 S for a two-pixel sum, 32 S for a four-pixel sum).
 // The sum wraps in 16 bits and is shifted as unsigned.
 constexpr uint8_t FormAChroma(int sr, int sg, int sb, int cr, int cg, int cb) {
-  const int s = Wrap16(MulHiS(sr, cr) + MulHiS(sg, cg) + MulHiS(sb, cb) + 16448);
+  const int s =
+      Wrap16(MulHiS(sr, cr) + MulHiS(sg, cg) + MulHiS(sb, cb) + 16448);
   return Clamp8(static_cast<uint16_t>(s) >> 7);
 }
 constexpr uint8_t FormACb(int sr, int sg, int sb) {
@@ -87,16 +92,19 @@ constexpr uint8_t FormBChroma(int r, int g, int b, int cr, int cg, int cb) {
 // Chroma of a block in the per-pixel remainder of subsampled rows, from the
 // four-pixel channel sums: one-eighth rounding (128.125 * 2^18).
 constexpr uint8_t BlockSumCb4(int sr, int sg, int sb) {
-  return static_cast<uint8_t>((-9699 * sr - 19071 * sg + 28770 * sb + 33587200) >> 18);
+  return static_cast<uint8_t>(
+      (-9699 * sr - 19071 * sg + 28770 * sb + 33587200) >> 18);
 }
 constexpr uint8_t BlockSumCr4(int sr, int sg, int sb) {
-  return static_cast<uint8_t>((28770 * sr - 24117 * sg - 4653 * sb + 33587200) >> 18);
+  return static_cast<uint8_t>(
+      (28770 * sr - 24117 * sg - 4653 * sb + 33587200) >> 18);
 }
 
 // Cb of the half pair that ends an odd-width packed 4:2:2 row, from the one
 // pixel: one-eighth rounding (128.125 * 2^16).
 constexpr uint8_t HalfPairCb(int r, int g, int b) {
-  return static_cast<uint8_t>((-9699 * r - 19071 * g + 28770 * b + 8396800) >> 16);
+  return static_cast<uint8_t>((-9699 * r - 19071 * g + 28770 * b + 8396800) >>
+                              16);
 }
 
 // ---- Inverse: YCbCr to RGB ----------------------------------------------
@@ -142,7 +150,9 @@ constexpr Rgb8 InverseRFolded(int y8, int cb8, int cr8) {
   const int b = AddSatS(yp, MulHiS(128 * cb8, 8263) - 2211) >> 3;
   const int r = AddSatS(yp, MulHiS(128 * cr8, 6537) - 1779) >> 3;
   const int g =
-      Wrap16(yp - (AddSatS(MulHiS(128 * cb8, 1605), MulHiS(128 * cr8, 3330)) - 1089)) >> 3;
+      Wrap16(yp - (AddSatS(MulHiS(128 * cb8, 1605), MulHiS(128 * cr8, 3330)) -
+                   1089)) >>
+      3;
   return {Clamp8(r), Clamp8(g), Clamp8(b)};
 }
 

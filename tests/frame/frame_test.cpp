@@ -55,8 +55,7 @@ TEST(Slots, SelectionSwitchesAndRestores) {
   const bool initial = kel::frame::UsingAvx2();
   EXPECT_FALSE(kel::frame::SelectImplementations(false));
   EXPECT_FALSE(kel::frame::UsingAvx2());
-  EXPECT_EQ(kel::frame::SelectImplementations(true),
-            kel::frame::CpuHasAvx2());
+  EXPECT_EQ(kel::frame::SelectImplementations(true), kel::frame::CpuHasAvx2());
   kel::frame::SelectImplementations(initial);
 }
 
@@ -67,23 +66,43 @@ TEST(ArgCheck, ReportsTheFirstFailureInCallOrder) {
   const KelImageSize ok{4, 4}, empty{0, 0};
 
   // Pointers before size; size before plane pointers; planes before steps.
-  EXPECT_EQ(kel::ArgCheck().NotNull(&x, static_cast<int*>(nullptr))
-                .MinSize(empty).Result(),
-            kelErrNullPtr);
-  EXPECT_EQ(kel::ArgCheck().NotNull(&x).MinSize(empty).Planes(planesBad, 2)
+  EXPECT_EQ(kel::ArgCheck()
+                .NotNull(&x, static_cast<int*>(nullptr))
+                .MinSize(empty)
                 .Result(),
-            kelErrSize);
-  EXPECT_EQ(kel::ArgCheck().NotNull(&x).MinSize(ok).Planes(planesBad, 2)
-                .PositiveSteps(0).Result(),
             kelErrNullPtr);
-  EXPECT_EQ(kel::ArgCheck().NotNull(&x).MinSize(ok).Planes(planesOk, 2)
-                .PositiveSteps(4, 0).Result(),
+  EXPECT_EQ(
+      kel::ArgCheck().NotNull(&x).MinSize(empty).Planes(planesBad, 2).Result(),
+      kelErrSize);
+  EXPECT_EQ(kel::ArgCheck()
+                .NotNull(&x)
+                .MinSize(ok)
+                .Planes(planesBad, 2)
+                .PositiveSteps(0)
+                .Result(),
+            kelErrNullPtr);
+  EXPECT_EQ(kel::ArgCheck()
+                .NotNull(&x)
+                .MinSize(ok)
+                .Planes(planesOk, 2)
+                .PositiveSteps(4, 0)
+                .Result(),
             kelErrStep);
-  EXPECT_EQ(kel::ArgCheck().NotNull(&x).MinSize(ok).Planes(planesOk, 2)
-                .PositiveSteps(4).Require(false, kelErrBadArg).Result(),
+  EXPECT_EQ(kel::ArgCheck()
+                .NotNull(&x)
+                .MinSize(ok)
+                .Planes(planesOk, 2)
+                .PositiveSteps(4)
+                .Require(false, kelErrBadArg)
+                .Result(),
             kelErrBadArg);
-  EXPECT_EQ(kel::ArgCheck().NotNull(&x).MinSize(ok).Planes(planesOk, 2)
-                .PositiveSteps(4).Require(true, kelErrBadArg).Result(),
+  EXPECT_EQ(kel::ArgCheck()
+                .NotNull(&x)
+                .MinSize(ok)
+                .Planes(planesOk, 2)
+                .PositiveSteps(4)
+                .Require(true, kelErrBadArg)
+                .Result(),
             kelOk);
 }
 

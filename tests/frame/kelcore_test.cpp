@@ -1,11 +1,11 @@
 // kelGetMaxCacheSizeB against the operating system's own cache description.
+#include "kelcore/kelcore.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <fstream>
 #include <string>
-
-#include "kelcore/kelcore.h"
 
 namespace {
 

@@ -84,8 +84,8 @@ std::mt19937 TestRng() {
     if (expected[i] != actual[i]) {
       return ::testing::AssertionFailure()
              << "first difference at byte x=" << i % rowBytes
-             << " y=" << i / rowBytes << ": expected "
-             << int{expected[i]} << ", got " << int{actual[i]};
+             << " y=" << i / rowBytes << ": expected " << int{expected[i]}
+             << ", got " << int{actual[i]};
     }
   }
   return ::testing::AssertionSuccess();
