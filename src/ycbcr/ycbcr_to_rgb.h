@@ -529,15 +529,37 @@ constexpr Mask32 PartChannelMask(int part, int ch) {
   return m;
 }
 
-// The inverse: channel `ch` of pixels 8 half .. 8 half + 7 of a lane, from
-// the blend of the three 16-byte parts that holds that channel's bytes at
-// their offsets modulo 16, into 16-bit lanes.
-constexpr Mask32 GatherC3Mask(int ch, int half) {
+// Gathering packed 3-byte pixels into 16-bit lanes, 8 pixels (24 bytes) per
+// lane. The 24 bytes arrive as two overlapping 16-byte views, A = bytes
+// 0..15 and B = bytes 8..23 of the group. For each channel there is a word
+// blend of A and B that holds all 8 of the channel's bytes at distinct
+// places (ByteSource), so one byte shuffle then puts them in 16-bit lanes.
+// The word blends run on any vector port; only the shuffle does not.
+//
+// kWordFromB[ch] has bit w set when word w of the blend comes from B.
+inline constexpr int kWordFromB[3] = {0x64, 0xB2, 0xD9};
+
+// Where byte `at` (0..23) of a group sits in the blend for channel ch, or
+// -1 if the blend does not hold it.
+constexpr int ByteSource(int ch, int at) {
+  if (at < 16 && !((kWordFromB[ch] >> (at / 2)) & 1)) return at;
+  if (at >= 8 && ((kWordFromB[ch] >> ((at - 8) / 2)) & 1)) return at - 8;
+  return -1;
+}
+constexpr bool BlendsHoldEveryChannel() {
+  for (int ch = 0; ch < 3; ++ch)
+    for (int k = 0; k < 8; ++k)
+      if (ByteSource(ch, 3 * k + ch) < 0) return false;
+  return true;
+}
+static_assert(BlendsHoldEveryChannel());
+
+// Channel ch of the group's 8 pixels, zero-extended to 16-bit lanes.
+constexpr Mask32 GatherC3Mask(int ch) {
   Mask32 m{};
   for (int lane = 0; lane < 2; ++lane) {
     for (int k = 0; k < 8; ++k) {
-      m.b[16 * lane + 2 * k] =
-          static_cast<int8_t>((3 * (8 * half + k) + ch) % 16);
+      m.b[16 * lane + 2 * k] = static_cast<int8_t>(ByteSource(ch, 3 * k + ch));
       m.b[16 * lane + 2 * k + 1] = -1;
     }
   }
@@ -557,33 +579,38 @@ struct Packed444Src {
     int Cb(int, int x) const { return s[3 * x + 1]; }
     int Cr(int, int x) const { return s[3 * x + 2]; }
 
+    // Views A and B of the groups at byte `lo` (low lane) and `lo` + 48
+    // (high lane), from four 32-byte loads joined by dword blends.
+    KEL_AVX2_INLINE static void Views(const uint8_t* g, __m256i* a,
+                                      __m256i* b) {
+      *a = _mm256_blend_epi32(simd::Load(g), simd::Load(g + 32), 0xF0);
+      *b = _mm256_blend_epi32(simd::Load(g + 8), simd::Load(g + 40), 0xF0);
+    }
+    KEL_AVX2_INLINE static void Channels(__m256i a, __m256i b, __m256i* y,
+                                         __m256i* cb, __m256i* cr) {
+      static constexpr Mask32 kGather[3] = {GatherC3Mask(0), GatherC3Mask(1),
+                                            GatherC3Mask(2)};
+      *y = _mm256_shuffle_epi8(_mm256_blend_epi16(a, b, kWordFromB[0]),
+                               MaskVec(kGather[0]));
+      *cb = _mm256_shuffle_epi8(_mm256_blend_epi16(a, b, kWordFromB[1]),
+                                MaskVec(kGather[1]));
+      *cr = _mm256_shuffle_epi8(_mm256_blend_epi16(a, b, kWordFromB[2]),
+                                MaskVec(kGather[2]));
+    }
+
     template <class Form>
     KEL_AVX2_INLINE void Load(int x, __m256i* yLo, __m256i* yHi, Terms* lo,
                               Terms* hi) const {
-      static constexpr Mask32 kPick[3][2] = {
-          {PartChannelMask(1, 0), PartChannelMask(2, 0)},
-          {PartChannelMask(1, 1), PartChannelMask(2, 1)},
-          {PartChannelMask(1, 2), PartChannelMask(2, 2)}};
-      static constexpr Mask32 kGather[3][2] = {
-          {GatherC3Mask(0, 0), GatherC3Mask(0, 1)},
-          {GatherC3Mask(1, 0), GatherC3Mask(1, 1)},
-          {GatherC3Mask(2, 0), GatherC3Mask(2, 1)}};
-      // Pixels 0..15 in the low lanes, 16..31 in the high lanes.
-      const uint8_t* b = s + 3 * x;
-      const __m256i v0 = Load2x128(b, b + 48), v1 = Load2x128(b + 16, b + 64),
-                    v2 = Load2x128(b + 32, b + 80);
-      __m256i c[3][2];
-      for (int ch = 0; ch < 3; ++ch) {
-        const __m256i spread = _mm256_blendv_epi8(
-            _mm256_blendv_epi8(v0, v1, MaskVec(kPick[ch][0])), v2,
-            MaskVec(kPick[ch][1]));
-        c[ch][0] = _mm256_shuffle_epi8(spread, MaskVec(kGather[ch][0]));
-        c[ch][1] = _mm256_shuffle_epi8(spread, MaskVec(kGather[ch][1]));
-      }
-      *yLo = c[0][0];
-      *yHi = c[0][1];
-      *lo = Form::Chroma(c[1][0], c[2][0]);
-      *hi = Form::Chroma(c[1][1], c[2][1]);
+      // Pixels [0..7 | 16..23] from bytes 0 and 48, [8..15 | 24..31] from
+      // bytes 24 and 72; the last load ends at byte 96, the block's end.
+      const uint8_t* g = s + 3 * x;
+      __m256i a, b, cb, cr;
+      Views(g, &a, &b);
+      Channels(a, b, yLo, &cb, &cr);
+      *lo = Form::Chroma(cb, cr);
+      Views(g + 24, &a, &b);
+      Channels(a, b, yHi, &cb, &cr);
+      *hi = Form::Chroma(cb, cr);
     }
   };
 
@@ -705,9 +732,14 @@ struct PlanarDst {
 
 // Body blocks of 32 pixels; returns the first pixel not converted.
 template <class Form, class Src, class Dst>
-KEL_AVX2 int Blocks32(const typename Src::View& s, const typename Dst::View* d,
-                      int end) {
+KEL_AVX2 int Blocks32(const typename Src::View& src,
+                      const typename Dst::View* dst, int end) {
   constexpr int kRows = Src::kGroupRows;
+  // Local copies of the row pointers: the stores cannot change them, so
+  // they stay in registers across the loop.
+  const typename Src::View s = src;
+  typename Dst::View d[kRows];
+  for (int k = 0; k < kRows; ++k) d[k] = dst[k];
   int x = 0;
   for (; x + 32 <= end; x += 32) {
     __m256i yLo[kRows], yHi[kRows];
