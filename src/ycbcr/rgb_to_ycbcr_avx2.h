@@ -76,17 +76,49 @@ constexpr ByteMask C4Group() {
   return m;
 }
 
+// Four-way de-interleave inside each lane with the channel runs in the
+// order c0 c1 c2 c3 (swapped = 0) or c1 c0 c3 c2 (swapped = 1), see
+// LoadC4Whole.
+constexpr ByteMask C4Grouped(int swapped) {
+  ByteMask m{};
+  for (int i = 0; i < 32; ++i) {
+    const int j = i % 16, c = (j / 4) ^ swapped;
+    m.v[i] = static_cast<int8_t>(4 * (j % 4) + c);
+  }
+  return m;
+}
+// 16-bit units in the order 0, 4, 1, 5, 2, 6, 3, 7 inside each lane.
+constexpr ByteMask WordsInterleaved() {
+  ByteMask m{};
+  for (int i = 0; i < 32; ++i) {
+    const int j = i % 16, w = j / 2;
+    m.v[i] = static_cast<int8_t>(2 * ((w % 2) * 4 + w / 2) + j % 2);
+  }
+  return m;
+}
+
 // 16-bit values the kernels splat across a vector.
-inline constexpr int16_t kWordValues[] = {
-    8422,   16515, 3212,  2112,  16843,  static_cast<int16_t>(33030),
-    6423,   128,   16,    -9699, -19071, 28770,
-    -24117, -4653, 16448, 64,    255,    0x2020,
-    0x4040};
+inline constexpr int16_t kWordValues[] = {8422,   16515,
+                                          3212,   2112,
+                                          16843,  static_cast<int16_t>(33030),
+                                          6423,   128,
+                                          16,     -9699,
+                                          -19071, 28770,
+                                          -24117, -4653,
+                                          16448,  64,
+                                          255,    0x2020,
+                                          0x4040, static_cast<int16_t>(0xFF00)};
 constexpr int kWordCount = sizeof(kWordValues) / sizeof(kWordValues[0]);
+
+// Order of 32-bit units that restores pixel order after LoadC4Whole.
+inline constexpr int32_t kWholeOrder[8] = {0, 4, 1, 5, 2, 6, 3, 7};
 
 // Every constant of the kernels, in one block.
 struct Constants {
   alignas(32) int16_t words[kWordCount][16];
+  alignas(32) int32_t wholeOrder[8];
+  ByteMask c4Grouped[2];
+  ByteMask wordsInterleaved;
   ByteMask c3Gather[3];
   ByteMask c3Words[3][2];
   ByteMask c3Select[3][3];
@@ -106,6 +138,9 @@ constexpr Constants MakeConstants() {
     for (int j = 0; j < 3; ++j) k.c3Select[c][j] = C3ChunkSelect(c, j);
   }
   k.c4Group = C4Group();
+  for (int j = 0; j < 8; ++j) k.wholeOrder[j] = kWholeOrder[j];
+  for (int i = 0; i < 2; ++i) k.c4Grouped[i] = C4Grouped(i);
+  k.wordsInterleaved = WordsInterleaved();
   return k;
 }
 inline constexpr Constants kConstants = MakeConstants();
@@ -221,6 +256,40 @@ KEL_AVX2_INLINE Rgb8 LoadRgb(const typename Src::RowView& s, int x) {
   return {c0, c1, c2};
 }
 
+// The channel bytes of 32 four-byte pixels (16: vectors 2 and 3 repeat 0
+// and 1) from whole 32-byte loads, in the order
+// [0..3 8..11 16..19 24..27 | 4..7 12..15 20..23 28..31]: vector k holds
+// pixels 8k..8k+7, its lanes are grouped by channel, and 32-bit unpacks and
+// blends gather each channel with no cross-lane step. Kernels using it put
+// their results back in pixel order with kWholeOrder.
+template <int N, class Src>
+KEL_AVX2_INLINE Rgb8 LoadC4Whole(const typename Src::RowView& s, int x) {
+  const uint8_t* p = s.p + 4 * x;
+  __m256i v[4];
+#pragma GCC unroll 4
+  for (int k = 0; k < N / 8; ++k)
+    v[k] = _mm256_shuffle_epi8(simd::Load(p + 32 * k),
+                               Mask(K().c4Grouped[k >> 1]));
+  if constexpr (N == 16) v[2] = v[0], v[3] = v[1];
+  // Per lane: vectors 0, 1 hold channel runs c0 c1 c2 c3, vectors 2, 3 hold
+  // c1 c0 c3 c2, so that after pairing 32-bit runs each channel is a blend.
+  const __m256i t0 = _mm256_unpacklo_epi32(v[0], v[1]);  // c0 c0 | c1 c1
+  const __m256i t1 = _mm256_unpackhi_epi32(v[0], v[1]);  // c2 c2 | c3 c3
+  const __m256i t2 = _mm256_unpacklo_epi32(v[2], v[3]);  // c1 c1 | c0 c0
+  const __m256i t3 = _mm256_unpackhi_epi32(v[2], v[3]);  // c3 c3 | c2 c2
+  const __m256i c0 = _mm256_blend_epi32(t0, t2, 0xCC);
+  const __m256i c1 =
+      _mm256_shuffle_epi32(_mm256_blend_epi32(t0, t2, 0x33), 0x4E);
+  const __m256i c2 = _mm256_blend_epi32(t1, t3, 0xCC);
+  if constexpr (Src::kIsBgr) return {c2, c1, c0};
+  return {c0, c1, c2};
+}
+
+KEL_AVX2_INLINE __m256i WholeOrder(__m256i v) {
+  return _mm256_permutevar8x32_epi32(
+      v, _mm256_load_si256(reinterpret_cast<const __m256i*>(K().wholeOrder)));
+}
+
 // 256 times the channel values of a block in 16-bit lanes: pixels
 // [0..7 | 16..23] in lo, [8..15 | 24..31] in hi.
 struct Rgb16 {
@@ -261,13 +330,35 @@ KEL_AVX2_INLINE __m256i Widen256Hi(__m256i v) {
   return _mm256_unpackhi_epi8(_mm256_setzero_si256(), v);
 }
 
+// The constants used several times in every block, loaded once per row so
+// that they stay in registers; the others are memory operands (see K()),
+// which would otherwise keep the load ports busier than the arithmetic.
+struct Hot {
+  __m256i kr, kg, kb, add, odd, pair;
+};
+// M: the multiplier of the chroma pair sums (32 or 64; 0 if unused).
+template <int M>
+KEL_AVX2_INLINE Hot LoadHot() {
+  Hot h{K16<8422>(),
+        K16<16515>(),
+        K16<3212>(),
+        K16<2112>(),
+        K16<static_cast<int16_t>(0xFF00)>(),
+        _mm256_setzero_si256()};
+  if constexpr (M != 0) h.pair = K16<M * 0x0101>();
+  return h;
+}
+
 // Block form A luma from 256 R, 256 G, 256 B; clamp left to the pack.
-KEL_AVX2_INLINE __m256i LumaA(__m256i r, __m256i g, __m256i b) {
-  __m256i s = simd::AddSatU16(simd::MulHiU16(r, K16<8422>()),
-                              simd::MulHiU16(g, K16<16515>()));
-  s = simd::AddSatU16(simd::AddSatU16(s, simd::MulHiU16(b, K16<3212>())),
-                      K16<2112>());
-  return _mm256_srli_epi16(s, 7);
+// The sum of block form A luma before its final shift (at most 30150, so
+// the saturating adds never saturate).
+KEL_AVX2_INLINE __m256i LumaSumA(__m256i r, __m256i g, __m256i b,
+                                 const Hot& h) {
+  __m256i s = simd::AddSatU16(simd::MulHiU16(r, h.kr), simd::MulHiU16(g, h.kg));
+  return simd::AddSatU16(simd::AddSatU16(s, simd::MulHiU16(b, h.kb)), h.add);
+}
+KEL_AVX2_INLINE __m256i LumaA(__m256i r, __m256i g, __m256i b, const Hot& h) {
+  return _mm256_srli_epi16(LumaSumA(r, g, b, h), 7);
 }
 
 // Block form B luma from 256 R, 256 G, 256 B; clamp left to the pack.
@@ -286,7 +377,9 @@ inline constexpr Coef kCb{-9699, -19071, 28770};
 inline constexpr Coef kCr{28770, -24117, -4653};
 
 // Block form A chroma from values scaled to 128 times the block mean; the
-// sum wraps and is shifted as unsigned, the clamp is left to the pack.
+// sum wraps and is shifted as unsigned. On 8-bit channels the result never
+// leaves 16..240 (each term is monotonic in its channel; the extremes are
+// 2118 >> 7 and 30776 >> 7), so callers may merge words without a clamp.
 template <Coef c>
 KEL_AVX2_INLINE __m256i ChromaA(__m256i sr, __m256i sg, __m256i sb) {
   __m256i s = _mm256_add_epi16(simd::MulHiS16(sr, K16<c.r>()),
@@ -312,22 +405,29 @@ KEL_AVX2_INLINE __m256i Pack(__m256i lo, __m256i hi) {
   return _mm256_packus_epi16(lo, hi);
 }
 
-// Luma bytes of a block in block form A.
-KEL_AVX2_INLINE __m256i LumaBytesA(const Rgb8& in) {
-  return Pack(LumaA(Widen256Lo(in.r), Widen256Lo(in.g), Widen256Lo(in.b)),
-              LumaA(Widen256Hi(in.r), Widen256Hi(in.g), Widen256Hi(in.b)));
+// Luma bytes of a block in block form A. Even and odd pixels are widened
+// in place (256 v of the even bytes by a shift, of the odd bytes by a mask);
+// the odd sums shifted left by 1 carry their luma in the high byte, which a
+// byte blend merges with the even luma (at most 235, so no clamp is needed).
+KEL_AVX2_INLINE __m256i LumaBytesA(const Rgb8& in, const Hot& h) {
+  const __m256i even =
+      LumaA(_mm256_slli_epi16(in.r, 8), _mm256_slli_epi16(in.g, 8),
+            _mm256_slli_epi16(in.b, 8), h);
+  const __m256i odd =
+      LumaSumA(_mm256_and_si256(in.r, h.odd), _mm256_and_si256(in.g, h.odd),
+               _mm256_and_si256(in.b, h.odd), h);
+  return BlendBytes(even, _mm256_slli_epi16(odd, 1), h.odd);
 }
 
 // M times the sums of horizontally adjacent pixels, pairs [0..7 | 8..15]
 // (M = 32 or 64: at most 32640, so the multiply-add never saturates).
-template <int M>
-KEL_AVX2_INLINE __m256i PairSums(__m256i v) {
-  return _mm256_maddubs_epi16(v, K16<M * 0x0101>());
+KEL_AVX2_INLINE __m256i PairSums(__m256i v, const Hot& h) {
+  return _mm256_maddubs_epi16(v, h.pair);
 }
 
 // 32 times the sums of four adjacent pixels: [0..3 0..3 | 4..7 4..7].
-KEL_AVX2_INLINE __m256i QuadSums32(__m256i v) {
-  const __m256i p = PairSums<32>(v);
+KEL_AVX2_INLINE __m256i QuadSums32(__m256i v, const Hot& h) {
+  const __m256i p = PairSums(v, h);
   return _mm256_hadd_epi16(p, p);
 }
 
@@ -393,11 +493,11 @@ KEL_AVX2_INLINE void Store444(const typename Dst::RowView& d, int x, __m256i y,
 }
 
 // Chroma words of blocks [0..7 | 8..15] as interleaved bytes, first then
-// second: [f0 s0 f1 s1 ... f7 s7 | f8 s8 ... f15 s15].
+// second: [f0 s0 f1 s1 ... f7 s7 | f8 s8 ... f15 s15]. Form A chroma of
+// 8-bit channels never leaves 16..240 (each term is monotonic in its sum;
+// the extremes are 2118 >> 7 and 30776 >> 7), so the words need no clamp.
 KEL_AVX2_INLINE __m256i InterleaveChroma(__m256i first, __m256i second) {
-  const __m256i max = K16<255>();
-  return _mm256_or_si256(_mm256_min_epu16(first, max),
-                         _mm256_slli_epi16(_mm256_min_epu16(second, max), 8));
+  return _mm256_or_si256(first, _mm256_slli_epi16(second, 8));
 }
 
 // Cb and Cr words of blocks [0..7 | 8..15] to two chroma planes: N / 2
@@ -457,7 +557,8 @@ KEL_AVX2_INLINE void Store420(const typename Dst::RowView& d, int x, __m256i y0,
 
 template <int N, class Src, class Dst, bool kFormB>
 KEL_AVX2_INLINE void Block444(const typename Src::RowView& s,
-                              const typename Dst::RowView& d, int x) {
+                              const typename Dst::RowView& d, int x,
+                              const Hot& hot) {
   const Rgb16 in = LoadRgbWords<N, Src>(s, x);
   __m256i y[2], cb[2], cr[2];
 #pragma GCC unroll 2
@@ -472,7 +573,7 @@ KEL_AVX2_INLINE void Block444(const typename Src::RowView& s,
       cb[h] = ChromaB<kCb>(r7, g7, b7);
       cr[h] = ChromaB<kCr>(r7, g7, b7);
     } else {
-      y[h] = LumaA(r, g, b);
+      y[h] = LumaA(r, g, b, hot);
       cb[h] = ChromaA<kCb>(r7, g7, b7);
       cr[h] = ChromaA<kCr>(r7, g7, b7);
     }
@@ -483,33 +584,66 @@ KEL_AVX2_INLINE void Block444(const typename Src::RowView& s,
 
 template <int N, class Src, class Dst>
 KEL_AVX2_INLINE void Block422(const typename Src::RowView& s,
-                              const typename Dst::RowView& d, int x) {
+                              const typename Dst::RowView& d, int x,
+                              const Hot& h) {
   const Rgb8 in = LoadRgb<N, Src>(s, x);
-  const __m256i sr = PairSums<64>(in.r), sg = PairSums<64>(in.g),
-                sb = PairSums<64>(in.b);
-  Store422<N, Dst>(d, x, LumaBytesA(in), ChromaA<kCb>(sr, sg, sb),
+  const __m256i sr = PairSums(in.r, h), sg = PairSums(in.g, h),
+                sb = PairSums(in.b, h);
+  Store422<N, Dst>(d, x, LumaBytesA(in, h), ChromaA<kCb>(sr, sg, sb),
                    ChromaA<kCr>(sr, sg, sb));
 }
 
 template <int N, class Src, class Dst>
 KEL_AVX2_INLINE void Block420(const typename Src::RowView& s0,
                               const typename Src::RowView& s1,
-                              const typename Dst::RowView& d, int x) {
+                              const typename Dst::RowView& d, int x,
+                              const Hot& h) {
+  if constexpr (Src::kPixelBytes == 4) {
+    // Whole loads: pixels, pairs and blocks in the order of LoadC4Whole.
+    const Rgb8 a = LoadC4Whole<N, Src>(s0, x), b = LoadC4Whole<N, Src>(s1, x);
+    const __m256i sr = _mm256_add_epi16(PairSums(a.r, h), PairSums(b.r, h));
+    const __m256i sg = _mm256_add_epi16(PairSums(a.g, h), PairSums(b.g, h));
+    const __m256i sb = _mm256_add_epi16(PairSums(a.b, h), PairSums(b.b, h));
+    const __m256i cbw = ChromaA<kCb>(sr, sg, sb),
+                  crw = ChromaA<kCr>(sr, sg, sb);
+    StoreLanes<N>(d.y0 + x, WholeOrder(LumaBytesA(a, h)));
+    StoreLanes<N>(d.y1 + x, WholeOrder(LumaBytesA(b, h)));
+    if constexpr (std::is_same_v<Dst, Planar420>) {
+      // Blocks [0 1 4 5 8 9 12 13 | 2 3 6 7 10 11 14 15] as words: Cb of
+      // both lanes to lane 0, Cr to lane 1, then pairs interleaved.
+      const __m256i q = _mm256_shuffle_epi8(
+          _mm256_permute4x64_epi64(_mm256_packus_epi16(cbw, crw), 0xD8),
+          Mask(K().wordsInterleaved));
+      if constexpr (N == 32) {
+        simd::Store128(d.cb + x / 2, _mm256_castsi256_si128(q));
+        simd::Store128(d.cr + x / 2, _mm256_extracti128_si256(q, 1));
+      } else {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(d.cb + x / 2),
+                         _mm256_castsi256_si128(q));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(d.cr + x / 2),
+                         _mm256_extracti128_si256(q, 1));
+      }
+    } else {
+      StoreLanes<N>(d.c + x, WholeOrder(InterleaveChroma(cbw, crw)));
+    }
+    return;
+  }
   const Rgb8 a = LoadRgb<N, Src>(s0, x), b = LoadRgb<N, Src>(s1, x);
-  const __m256i sr = _mm256_add_epi16(PairSums<32>(a.r), PairSums<32>(b.r));
-  const __m256i sg = _mm256_add_epi16(PairSums<32>(a.g), PairSums<32>(b.g));
-  const __m256i sb = _mm256_add_epi16(PairSums<32>(a.b), PairSums<32>(b.b));
-  Store420<N, Dst>(d, x, LumaBytesA(a), LumaBytesA(b), ChromaA<kCb>(sr, sg, sb),
-                   ChromaA<kCr>(sr, sg, sb));
+  const __m256i sr = _mm256_add_epi16(PairSums(a.r, h), PairSums(b.r, h));
+  const __m256i sg = _mm256_add_epi16(PairSums(a.g, h), PairSums(b.g, h));
+  const __m256i sb = _mm256_add_epi16(PairSums(a.b, h), PairSums(b.b, h));
+  Store420<N, Dst>(d, x, LumaBytesA(a, h), LumaBytesA(b, h),
+                   ChromaA<kCb>(sr, sg, sb), ChromaA<kCr>(sr, sg, sb));
 }
 
 template <int N, class Src>
 KEL_AVX2_INLINE void Block411(const typename Src::RowView& s,
-                              const Planar411::RowView& d, int x) {
+                              const Planar411::RowView& d, int x,
+                              const Hot& h) {
   const Rgb8 in = LoadRgb<N, Src>(s, x);
-  const __m256i sr = QuadSums32(in.r), sg = QuadSums32(in.g),
-                sb = QuadSums32(in.b);
-  StoreLanes<N>(d.y + x, LumaBytesA(in));
+  const __m256i sr = QuadSums32(in.r, h), sg = QuadSums32(in.g, h),
+                sb = QuadSums32(in.b, h);
+  StoreLanes<N>(d.y + x, LumaBytesA(in, h));
   // Bytes [cb 0..3, cb 0..3, cr 0..3, cr 0..3 | cb 4..7, ...]: dwords 0, 4
   // are Cb 0..7 and dwords 2, 6 are Cr 0..7.
   const __m256i p =
@@ -532,30 +666,34 @@ KEL_AVX2_INLINE void Block411(const typename Src::RowView& s,
 template <class Src, class Dst, bool kFormB>
 KEL_AVX2 void Row444(typename Src::RowView s, typename Dst::RowView d, int n) {
   int x = 0;
-  for (; x + 32 <= n; x += 32) Block444<32, Src, Dst, kFormB>(s, d, x);
-  if (x < n) Block444<16, Src, Dst, kFormB>(s, d, x);
+  const Hot h = LoadHot<0>();
+  for (; x + 32 <= n; x += 32) Block444<32, Src, Dst, kFormB>(s, d, x, h);
+  if (x < n) Block444<16, Src, Dst, kFormB>(s, d, x, h);
 }
 
 template <class Src, class Dst>
 KEL_AVX2 void Row422(typename Src::RowView s, typename Dst::RowView d, int n) {
   int x = 0;
-  for (; x + 32 <= n; x += 32) Block422<32, Src, Dst>(s, d, x);
-  if (x < n) Block422<16, Src, Dst>(s, d, x);
+  const Hot h = LoadHot<64>();
+  for (; x + 32 <= n; x += 32) Block422<32, Src, Dst>(s, d, x, h);
+  if (x < n) Block422<16, Src, Dst>(s, d, x, h);
 }
 
 template <class Src, class Dst>
 KEL_AVX2 void Row420(typename Src::RowView s0, typename Src::RowView s1,
                      typename Dst::RowView d, int n) {
   int x = 0;
-  for (; x + 32 <= n; x += 32) Block420<32, Src, Dst>(s0, s1, d, x);
-  if (x < n) Block420<16, Src, Dst>(s0, s1, d, x);
+  const Hot h = LoadHot<32>();
+  for (; x + 32 <= n; x += 32) Block420<32, Src, Dst>(s0, s1, d, x, h);
+  if (x < n) Block420<16, Src, Dst>(s0, s1, d, x, h);
 }
 
 template <class Src>
 KEL_AVX2 void Row411(typename Src::RowView s, Planar411::RowView d, int n) {
   int x = 0;
-  for (; x + 32 <= n; x += 32) Block411<32, Src>(s, d, x);
-  if (x < n) Block411<16, Src>(s, d, x);
+  const Hot h = LoadHot<32>();
+  for (; x + 32 <= n; x += 32) Block411<32, Src>(s, d, x, h);
+  if (x < n) Block411<16, Src>(s, d, x, h);
 }
 
 }  // namespace kel::ycbcr::avx2
