@@ -281,6 +281,13 @@ KEL_AVX2_INLINE __m256i Widen8Split(const uint8_t* p) {
       _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
   return _mm256_permute4x64_epi64(_mm256_castsi128_si256(w), 0x50);
 }
+// Bytes [0..7 | 16..23] (half 0) or [8..15 | 24..31] (half 1) of 32,
+// zero-extended: one half of SplitBytes.
+KEL_AVX2_INLINE __m256i WidenHalf(const uint8_t* p, int half) {
+  const __m256i v = simd::Load(p);
+  return half ? _mm256_unpackhi_epi8(v, _mm256_setzero_si256())
+              : _mm256_unpacklo_epi8(v, _mm256_setzero_si256());
+}
 KEL_AVX2_INLINE void SplitBytes(__m256i v, __m256i* lo, __m256i* hi) {
   *lo = _mm256_unpacklo_epi8(v, _mm256_setzero_si256());
   *hi = _mm256_unpackhi_epi8(v, _mm256_setzero_si256());
@@ -333,6 +340,14 @@ struct PlanarSrc {
         QuadTerms<Form>(Widen8Split(cb + x / 4), Widen8Split(cr + x / 4), lo,
                         hi);
       }
+    }
+    // One half of a 4:4:4 block: pixels [0..7 | 16..23] (half 0) or
+    // [8..15 | 24..31] (half 1).
+    template <class Form>
+    requires(kSubX == 1 && !kPairRows) KEL_AVX2_INLINE
+        void LoadHalf(int x, int half, __m256i* yv, Terms* t) const {
+      *yv = WidenHalf(y[0] + x, half);
+      *t = Form::Chroma(WidenHalf(cb + x, half), WidenHalf(cr + x, half));
     }
   };
 
@@ -749,16 +764,29 @@ Blocks32(const typename Src::View& src, const typename Dst::View* dst,
                 }) {
     // Sources whose halves are independent finish one half before starting
     // the other, which keeps fewer vectors live.
-    for (; x + 32 <= end; x += 32) {
+    auto block = [&](int at, __m256i* r, __m256i* g, __m256i* b) {
       __m256i y, r0, g0, b0, r1, g1, b1;
       Terms t;
-      s.template LoadHalf<Form>(x, 0, &y, &t);
+      s.template LoadHalf<Form>(at, 0, &y, &t);
       Form::Rgb(y, t, &r0, &g0, &b0);
-      s.template LoadHalf<Form>(x, 1, &y, &t);
+      s.template LoadHalf<Form>(at, 1, &y, &t);
       Form::Rgb(y, t, &r1, &g1, &b1);
-      d[0].Write32(x, _mm256_packus_epi16(r0, r1), _mm256_packus_epi16(g0, g1),
-                   _mm256_packus_epi16(b0, b1));
+      *r = _mm256_packus_epi16(r0, r1);
+      *g = _mm256_packus_epi16(g0, g1);
+      *b = _mm256_packus_epi16(b0, b1);
+    };
+    if (end < 32) return 0;
+    __m256i r, g, b;
+    block(0, &r, &g, &b);
+    for (x = 32; x + 32 <= end; x += 32) {
+      __m256i rn, gn, bn;
+      block(x, &rn, &gn, &bn);
+      d[0].Write32(x - 32, r, g, b);
+      r = rn;
+      g = gn;
+      b = bn;
     }
+    d[0].Write32(x - 32, r, g, b);
   } else {
     for (; x + 32 <= end; x += 32) {
       __m256i yLo[kRows], yHi[kRows];
