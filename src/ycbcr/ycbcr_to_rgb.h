@@ -743,15 +743,22 @@ struct PlanarDst {
 
 // ---- The row walk --------------------------------------------------------
 
+// Sources whose block halves are independent (4:4:4) convert one half
+// before loading the other, which keeps fewer vectors live, and store each
+// block one iteration late, so that the output interleave of one block
+// overlaps the arithmetic of the next instead of ending a long dependency
+// chain.
+template <class Src, class Form>
+concept HalfBlocks = requires(const typename Src::View& s, __m256i* y,
+                              Terms* t) {
+  s.template LoadHalf<Form>(0, 0, y, t);
+};
+
 // Body blocks of 32 pixels; returns the first pixel not converted.
-//
-// The loop is scheduled before register allocation (not done by default on
-// x86): interleaving the gathers, the multiplies and the shuffles of the
-// output measurably helps the out-of-order core keep all vector ports busy.
 template <class Form, class Src, class Dst>
-__attribute__((optimize("schedule-insns", "sched-pressure"))) KEL_AVX2 int
-Blocks32(const typename Src::View& src, const typename Dst::View* dst,
-         int end) {
+requires(!HalfBlocks<Src, Form>) KEL_AVX2
+    int Blocks32(const typename Src::View& src, const typename Dst::View* dst,
+                 int end) {
   constexpr int kRows = Src::kGroupRows;
   // Local copies of the row pointers: the stores cannot change them, so
   // they stay in registers across the loop.
@@ -759,48 +766,55 @@ Blocks32(const typename Src::View& src, const typename Dst::View* dst,
   typename Dst::View d[kRows];
   for (int k = 0; k < kRows; ++k) d[k] = dst[k];
   int x = 0;
-  if constexpr (requires(__m256i * y, Terms * t) {
-                  s.template LoadHalf<Form>(0, 0, y, t);
-                }) {
-    // Sources whose halves are independent finish one half before starting
-    // the other, which keeps fewer vectors live.
-    auto block = [&](int at, __m256i* r, __m256i* g, __m256i* b) {
-      __m256i y, r0, g0, b0, r1, g1, b1;
-      Terms t;
-      s.template LoadHalf<Form>(at, 0, &y, &t);
-      Form::Rgb(y, t, &r0, &g0, &b0);
-      s.template LoadHalf<Form>(at, 1, &y, &t);
-      Form::Rgb(y, t, &r1, &g1, &b1);
-      *r = _mm256_packus_epi16(r0, r1);
-      *g = _mm256_packus_epi16(g0, g1);
-      *b = _mm256_packus_epi16(b0, b1);
-    };
-    if (end < 32) return 0;
-    __m256i r, g, b;
-    block(0, &r, &g, &b);
-    for (x = 32; x + 32 <= end; x += 32) {
-      __m256i rn, gn, bn;
-      block(x, &rn, &gn, &bn);
-      d[0].Write32(x - 32, r, g, b);
-      r = rn;
-      g = gn;
-      b = bn;
-    }
-    d[0].Write32(x - 32, r, g, b);
-  } else {
-    for (; x + 32 <= end; x += 32) {
-      __m256i yLo[kRows], yHi[kRows];
-      Terms lo, hi;
-      s.template Load<Form>(x, yLo, yHi, &lo, &hi);
-      for (int k = 0; k < kRows; ++k) {
-        __m256i r0, g0, b0, r1, g1, b1;
-        Form::Rgb(yLo[k], lo, &r0, &g0, &b0);
-        Form::Rgb(yHi[k], hi, &r1, &g1, &b1);
-        d[k].Write32(x, _mm256_packus_epi16(r0, r1),
-                     _mm256_packus_epi16(g0, g1), _mm256_packus_epi16(b0, b1));
-      }
+  for (; x + 32 <= end; x += 32) {
+    __m256i yLo[kRows], yHi[kRows];
+    Terms lo, hi;
+    s.template Load<Form>(x, yLo, yHi, &lo, &hi);
+    for (int k = 0; k < kRows; ++k) {
+      __m256i r0, g0, b0, r1, g1, b1;
+      Form::Rgb(yLo[k], lo, &r0, &g0, &b0);
+      Form::Rgb(yHi[k], hi, &r1, &g1, &b1);
+      d[k].Write32(x, _mm256_packus_epi16(r0, r1), _mm256_packus_epi16(g0, g1),
+                   _mm256_packus_epi16(b0, b1));
     }
   }
+  return x;
+}
+
+// The 4:4:4 body. This loop is also scheduled before register allocation
+// (not done by default on x86), which measurably helps the out-of-order
+// core keep all vector ports busy here.
+template <class Form, class Src, class Dst>
+requires HalfBlocks<Src, Form>
+__attribute__((optimize("schedule-insns", "sched-pressure"))) KEL_AVX2 int
+Blocks32(const typename Src::View& src, const typename Dst::View* dst,
+         int end) {
+  if (end < 32) return 0;
+  const typename Src::View s = src;
+  const typename Dst::View d = dst[0];
+  auto block = [&](int at, __m256i* r, __m256i* g, __m256i* b) {
+    __m256i y, r0, g0, b0, r1, g1, b1;
+    Terms t;
+    s.template LoadHalf<Form>(at, 0, &y, &t);
+    Form::Rgb(y, t, &r0, &g0, &b0);
+    s.template LoadHalf<Form>(at, 1, &y, &t);
+    Form::Rgb(y, t, &r1, &g1, &b1);
+    *r = _mm256_packus_epi16(r0, r1);
+    *g = _mm256_packus_epi16(g0, g1);
+    *b = _mm256_packus_epi16(b0, b1);
+  };
+  __m256i r, g, b;
+  block(0, &r, &g, &b);
+  int x = 32;
+  for (; x + 32 <= end; x += 32) {
+    __m256i rn, gn, bn;
+    block(x, &rn, &gn, &bn);
+    d.Write32(x - 32, r, g, b);
+    r = rn;
+    g = gn;
+    b = bn;
+  }
+  d.Write32(x - 32, r, g, b);
   return x;
 }
 
