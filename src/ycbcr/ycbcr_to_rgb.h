@@ -126,13 +126,14 @@ struct FormQ {
                              simd::MulHiS16(u, simd::Set16(3211))),
             simd::MulHiS16(u, simd::Set16(16523))};
   }
+  // (s + 8) >> 4 as one rounding multiply, as in form R.
   KEL_AVX2_INLINE static void Rgb(__m256i y, const Terms& t, __m256i* r,
                                   __m256i* g, __m256i* b) {
-    const __m256i yp = _mm256_add_epi16(
-        simd::MulHiS16(Scaled(y, 16), simd::Set16(9535)), simd::Set16(8));
-    *r = _mm256_srai_epi16(simd::AddSatS16(yp, t.a), 4);
-    *g = _mm256_srai_epi16(_mm256_sub_epi16(yp, t.b), 4);
-    *b = _mm256_srai_epi16(simd::AddSatS16(yp, t.c), 4);
+    const __m256i yp = simd::MulHiS16(Scaled(y, 16), simd::Set16(9535));
+    const __m256i sixteenth = simd::Set16(1 << 11);
+    *r = _mm256_mulhrs_epi16(simd::AddSatS16(yp, t.a), sixteenth);
+    *g = _mm256_mulhrs_epi16(_mm256_sub_epi16(yp, t.b), sixteenth);
+    *b = _mm256_mulhrs_epi16(simd::AddSatS16(yp, t.c), sixteenth);
   }
 };
 
@@ -596,23 +597,25 @@ struct Packed444Src {
     int Cb(int, int x) const { return s[3 * x + 1]; }
     int Cr(int, int x) const { return s[3 * x + 2]; }
 
-    // Views A and B of the groups at byte `lo` (low lane) and `lo` + 48
-    // (high lane), from four 32-byte loads joined by dword blends.
+    // Views A and B of the groups at g (low lane) and g + 48 (high lane),
+    // from four 32-byte loads joined by dword blends.
     KEL_AVX2_INLINE static void Views(const uint8_t* g, __m256i* a,
                                       __m256i* b) {
       *a = _mm256_blend_epi32(simd::Load(g), simd::Load(g + 32), 0xF0);
       *b = _mm256_blend_epi32(simd::Load(g + 8), simd::Load(g + 40), 0xF0);
     }
+    template <int kCh>
+    KEL_AVX2_INLINE static __m256i Channel(__m256i a, __m256i b) {
+      static constexpr Mask32 kGather = GatherC3Mask(kCh);
+      constexpr int kFromB = kWordFromB[kCh];
+      return _mm256_shuffle_epi8(_mm256_blend_epi16(a, b, kFromB),
+                                 MaskVec(kGather));
+    }
     KEL_AVX2_INLINE static void Channels(__m256i a, __m256i b, __m256i* y,
                                          __m256i* cb, __m256i* cr) {
-      static constexpr Mask32 kGather[3] = {GatherC3Mask(0), GatherC3Mask(1),
-                                            GatherC3Mask(2)};
-      *y = _mm256_shuffle_epi8(_mm256_blend_epi16(a, b, kWordFromB[0]),
-                               MaskVec(kGather[0]));
-      *cb = _mm256_shuffle_epi8(_mm256_blend_epi16(a, b, kWordFromB[1]),
-                                MaskVec(kGather[1]));
-      *cr = _mm256_shuffle_epi8(_mm256_blend_epi16(a, b, kWordFromB[2]),
-                                MaskVec(kGather[2]));
+      *y = Channel<0>(a, b);
+      *cb = Channel<1>(a, b);
+      *cr = Channel<2>(a, b);
     }
 
     // Half 0 of the block at pixel x is pixels [0..7 | 16..23], from the
