@@ -759,9 +759,9 @@ concept HalfBlocks = requires(const typename Src::View& s, __m256i* y,
 
 // Body blocks of 32 pixels; returns the first pixel not converted.
 template <class Form, class Src, class Dst>
-requires(!HalfBlocks<Src, Form>) KEL_AVX2
-    int Blocks32(const typename Src::View& src, const typename Dst::View* dst,
-                 int end) {
+KEL_AVX2 int Blocks32(const typename Src::View& src,
+                      const typename Dst::View* dst,
+                      int end) requires(!HalfBlocks<Src, Form>) {
   constexpr int kRows = Src::kGroupRows;
   // Local copies of the row pointers: the stores cannot change them, so
   // they stay in registers across the loop.
@@ -784,14 +784,19 @@ requires(!HalfBlocks<Src, Form>) KEL_AVX2
   return x;
 }
 
-// The 4:4:4 body. This loop is also scheduled before register allocation
-// (not done by default on x86), which measurably helps the out-of-order
-// core keep all vector ports busy here.
+// The 4:4:4 body. With GCC this loop is also scheduled before register
+// allocation (not done by default on x86), which measurably helps the
+// out-of-order core keep all vector ports busy here.
+#if defined(__GNUC__) && !defined(__clang__)
+#define KEL_DEC_SCHEDULED \
+  __attribute__((optimize("schedule-insns", "sched-pressure")))
+#else
+#define KEL_DEC_SCHEDULED
+#endif
 template <class Form, class Src, class Dst>
-requires HalfBlocks<Src, Form>
-__attribute__((optimize("schedule-insns", "sched-pressure"))) KEL_AVX2 int
-Blocks32(const typename Src::View& src, const typename Dst::View* dst,
-         int end) {
+KEL_DEC_SCHEDULED KEL_AVX2 int Blocks32(
+    const typename Src::View& src, const typename Dst::View* dst,
+    int end) requires HalfBlocks<Src, Form> {
   if (end < 32) return 0;
   const typename Src::View s = src;
   const typename Dst::View d = dst[0];
