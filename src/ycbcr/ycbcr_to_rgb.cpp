@@ -196,7 +196,7 @@ KelResult FilteredYCrCb420ToBgrC4(const Kel8u* const pSrc[3],
   ArgCheck c;
   if (c.NotNull(pSrc, srcStep, pDst).MinSize(roi).Planes(pSrc, 3).Failed())
     return c.Result();
-  return ToPacked<Isa, FormR, kBody, kBgr>(
+  return ToPacked<Isa, FormRShifted, kBody, kBgr>(
       FilteredPlanarSrc(pSrc, srcStep, roi.height, kCrFirst), pDst, dstStep,
       roi, aval);
 }

@@ -63,8 +63,11 @@ TEST(InverseFormsVectorBody, FormPOverAllTriples) {
 TEST(InverseFormsVectorBody, FormQOverAllTriples) {
   ExpectVectorBodyMatches<dec::FormQ>(InverseQ);
 }
+// Form R has two vector roundings (a multiply, or an addition and shifts);
+// both must give the bits of the one scalar form.
 TEST(InverseFormsVectorBody, FormROverAllTriples) {
   ExpectVectorBodyMatches<dec::FormR>(InverseR);
+  ExpectVectorBodyMatches<dec::FormRShifted>(InverseR);
 }
 TEST(InverseFormsVectorBody, FoldedFormROverAllTriples) {
   ExpectVectorBodyMatches<dec::FormRFolded>(InverseRFolded);
