@@ -116,48 +116,31 @@ struct FormP {
   }
 };
 
-// Inverse form Q: 2^13, rounded.
-struct FormQ {
-  static Rgb8 Scalar(int y, int cb, int cr) { return InverseQ(y, cb, cr); }
+// Inverse forms Q (2^13) and R (2^12, the workhorse of the family):
+// rounded. (s + 2^(k-1)) >> k is one rounding multiply by 2^(15-k), which
+// runs beside the shuffles instead of competing with them.
+template <Rgb8 (*kScalar)(int, int, int), int kLuma, int kVr, int kVg, int kUg,
+          int kUb, int kShift>
+struct RoundedForm {
+  static Rgb8 Scalar(int y, int cb, int cr) { return kScalar(y, cb, cr); }
   KEL_AVX2_INLINE static Terms Chroma(__m256i cb, __m256i cr) {
     const __m256i u = Scaled(cb, 128), v = Scaled(cr, 128);
-    return {simd::MulHiS16(v, simd::Set16(13074)),
-            _mm256_add_epi16(simd::MulHiS16(v, simd::Set16(6660)),
-                             simd::MulHiS16(u, simd::Set16(3211))),
-            simd::MulHiS16(u, simd::Set16(16523))};
+    return {simd::MulHiS16(v, simd::Set16(kVr)),
+            _mm256_add_epi16(simd::MulHiS16(v, simd::Set16(kVg)),
+                             simd::MulHiS16(u, simd::Set16(kUg))),
+            simd::MulHiS16(u, simd::Set16(kUb))};
   }
-  // (s + 8) >> 4 as one rounding multiply, as in form R.
   KEL_AVX2_INLINE static void Rgb(__m256i y, const Terms& t, __m256i* r,
                                   __m256i* g, __m256i* b) {
-    const __m256i yp = simd::MulHiS16(Scaled(y, 16), simd::Set16(9535));
-    const __m256i sixteenth = simd::Set16(1 << 11);
-    *r = _mm256_mulhrs_epi16(simd::AddSatS16(yp, t.a), sixteenth);
-    *g = _mm256_mulhrs_epi16(_mm256_sub_epi16(yp, t.b), sixteenth);
-    *b = _mm256_mulhrs_epi16(simd::AddSatS16(yp, t.c), sixteenth);
+    const __m256i yp = simd::MulHiS16(Scaled(y, 16), simd::Set16(kLuma));
+    const __m256i round = simd::Set16(1 << (15 - kShift));
+    *r = _mm256_mulhrs_epi16(simd::AddSatS16(yp, t.a), round);
+    *g = _mm256_mulhrs_epi16(_mm256_sub_epi16(yp, t.b), round);
+    *b = _mm256_mulhrs_epi16(simd::AddSatS16(yp, t.c), round);
   }
 };
-
-// Inverse form R: 2^12, rounded. The workhorse of the family.
-struct FormR {
-  static Rgb8 Scalar(int y, int cb, int cr) { return InverseR(y, cb, cr); }
-  KEL_AVX2_INLINE static Terms Chroma(__m256i cb, __m256i cr) {
-    const __m256i u = Scaled(cb, 128), v = Scaled(cr, 128);
-    return {simd::MulHiS16(v, simd::Set16(6537)),
-            _mm256_add_epi16(simd::MulHiS16(v, simd::Set16(3330)),
-                             simd::MulHiS16(u, simd::Set16(1605))),
-            simd::MulHiS16(u, simd::Set16(8263))};
-  }
-  // (s + 4) >> 3 is one rounding multiply: (s * 2^12 + 2^14) >> 15, which
-  // runs beside the shuffles instead of competing with them.
-  KEL_AVX2_INLINE static void Rgb(__m256i y, const Terms& t, __m256i* r,
-                                  __m256i* g, __m256i* b) {
-    const __m256i yp = simd::MulHiS16(Scaled(y, 16), simd::Set16(4769));
-    const __m256i eighth = simd::Set16(1 << 12);
-    *r = _mm256_mulhrs_epi16(simd::AddSatS16(yp, t.a), eighth);
-    *g = _mm256_mulhrs_epi16(_mm256_sub_epi16(yp, t.b), eighth);
-    *b = _mm256_mulhrs_epi16(simd::AddSatS16(yp, t.c), eighth);
-  }
-};
+using FormQ = RoundedForm<InverseQ, 9535, 13074, 6660, 3211, 16523, 4>;
+using FormR = RoundedForm<InverseR, 4769, 6537, 3330, 1605, 8263, 3>;
 
 // Form R rounding with an addition and shifts instead of the multiply: the
 // same bits. The filtered 4:2:0 member is faster this way (its chroma
