@@ -81,11 +81,6 @@ struct PageBuffer {
   return ::testing::AssertionSuccess();
 }
 
-bool AllBytesAre(const std::vector<uint8_t>& bytes, uint8_t v) {
-  return std::all_of(bytes.begin(), bytes.end(),
-                     [v](uint8_t b) { return b == v; });
-}
-
 // Copies src's image into dst with PlaneCopy8u; checks bytes and canaries.
 template <class Isa>
 void CopyPlaneAndCheck(const GuardedPlane& src, GuardedPlane& dst) {
@@ -130,24 +125,43 @@ TEST(PlaneCopy8u, EveryWidthClassAndAlignmentCopiesExactly) {
 TEST(PlaneCopy8u, CachePolicyThresholds) {
   struct Case {
     int w, h, srcSlack, dstSlack, dstMisalign;
+    kel::frame::CacheQueryFn query;
     int32_t cache;
     int queries;
     PlaneCopyPath path;
+    ByteCopyPath run = ByteCopyPath::kNone;
   } cases[] = {
       // 3,145,728 bytes: no query, although any answer would stream.
-      {1024, 3072, 32, 64, 0, 1 << 16, 0, PlaneCopyPath::kForwardAligned},
+      {1024, 3072, 32, 64, 0, &ReportCache, 1 << 16, 0,
+       PlaneCopyPath::kForwardAligned},
       // 3,145,729 bytes: asked, and streamed.
-      {3145729, 1, 64, 64, 3, 1 << 16, 1, PlaneCopyPath::kStreamUnaligned},
+      {3145729, 1, 64, 64, 3, &ReportCache, 1 << 16, 1,
+       PlaneCopyPath::kStreamUnaligned},
       // Width 511 never asks nor streams.
-      {511, 8200, 1, 1, 0, 1 << 16, 0, PlaneCopyPath::kNarrowRows},
-      // An 8 MiB cache: 4 MiB and more stream, less stays cached.
-      {1024, 4095, 96, 64, 0, 8 << 20, 1, PlaneCopyPath::kForwardAligned},
-      {1024, 4096, 96, 64, 0, 8 << 20, 1, PlaneCopyPath::kStreamAligned},
+      {511, 8200, 1, 1, 0, &ReportCache, 1 << 16, 0,
+       PlaneCopyPath::kNarrowRows},
+      // An 8 MiB cache: 4 MiB and more stream, less stays cached; a failed
+      // query keeps ordinary stores.
+      {1024, 4095, 96, 64, 0, &ReportCache, 8 << 20, 1,
+       PlaneCopyPath::kForwardAligned},
+      {1024, 4096, 96, 64, 0, &ReportCache, 8 << 20, 1,
+       PlaneCopyPath::kStreamAligned},
+      {1024, 4096, 96, 64, 0, &FailQuery, 0, 1, PlaneCopyPath::kForwardAligned},
       // Streaming rows whose destination is not 64-byte aligned, or whose
       // width is not a multiple of 32.
-      {4096, 1100, 5, 64, 32, 8 << 20, 1, PlaneCopyPath::kStreamUnaligned},
-      {4100, 1100, 5, 64, 0, 8 << 20, 1, PlaneCopyPath::kStreamUnaligned},
-      {4163, 1100, 5, 64, 17, 8 << 20, 1, PlaneCopyPath::kStreamUnaligned},
+      {4096, 1100, 5, 64, 32, &ReportCache, 8 << 20, 1,
+       PlaneCopyPath::kStreamUnaligned},
+      {4100, 1100, 5, 64, 0, &ReportCache, 8 << 20, 1,
+       PlaneCopyPath::kStreamUnaligned},
+      {4163, 1100, 5, 64, 17, &ReportCache, 8 << 20, 1,
+       PlaneCopyPath::kStreamUnaligned},
+      // Contiguous planes are one run of any size; above 4 MiB it streams.
+      {100, 3, 0, 0, 5, &ReportCache, 1 << 20, 0, PlaneCopyPath::kOneRun,
+       ByteCopyPath::kShort},
+      {1000, 40, 0, 0, 5, &ReportCache, 1 << 20, 0, PlaneCopyPath::kOneRun,
+       ByteCopyPath::kRep},
+      {4096, 1100, 0, 0, 5, &ReportCache, 1 << 20, 1, PlaneCopyPath::kOneRun,
+       ByteCopyPath::kStream},
   };
   std::mt19937 rng = kel::test::TestRng();
   for (const Case& c : cases) {
@@ -158,51 +172,13 @@ TEST(PlaneCopy8u, CachePolicyThresholds) {
     g_cacheSize = c.cache;
     ForEachIsa([&]<class Isa>() {
       dst.Fill(0);
-      Observed seen(&ReportCache);
+      Observed seen(c.query);
       CopyPlaneAndCheck<Isa>(src, dst);
       EXPECT_EQ(seen.trace.planeCopy, c.path);
+      EXPECT_EQ(seen.trace.byteCopy, c.run);
       EXPECT_EQ(seen.trace.cacheQueries, c.queries);
     });
   }
-}
-
-TEST(PlaneCopy8u, ContiguousPlanesAreOneRunOfAnySize) {
-  PageBuffer src(5 << 20), dst(5 << 20);
-  g_cacheSize = 1 << 20;  // runs above 4 MiB stream
-  ForEachIsa([&]<class Isa>() {
-    for (auto [w, h, path] : {std::tuple{100, 3, ByteCopyPath::kShort},
-                              {1000, 40, ByteCopyPath::kRep},
-                              {4096, 1100, ByteCopyPath::kStream}}) {
-      std::memset(dst.p, 0xD2, 5 << 20);
-      Observed seen(&ReportCache);
-      ASSERT_EQ(
-          kel::frame::PlaneCopy8u<Isa>(src.p + 5, w, dst.p + 600, w, {w, h}),
-          kelOk);
-      EXPECT_EQ(seen.trace.planeCopy, PlaneCopyPath::kOneRun);
-      EXPECT_EQ(seen.trace.byteCopy, path);
-      EXPECT_TRUE(CopiedWithin(src.p + 5, dst.p + 600, size_t(w) * h, 0xD2));
-    }
-  });
-}
-
-TEST(PlaneCopy8u, FailedQueryCopies100MiBWithOrdinaryStores) {
-  const int w = 10240, h = 10240, step = w + 64;
-  PageBuffer src(size_t(step) * h), dst(size_t(step) * h + 512);
-  ForEachIsa([&]<class Isa>() {
-    std::memset(dst.p, 0x5A, size_t(step) * h + 512);
-    Observed seen(&FailQuery);
-    ASSERT_EQ(
-        kel::frame::PlaneCopy8u<Isa>(src.p, step, dst.p + 256, step, {w, h}),
-        kelOk);
-    EXPECT_EQ(seen.trace.cacheQueries, 1);
-    EXPECT_EQ(seen.trace.planeCopy, PlaneCopyPath::kForwardAligned);
-    for (int y = 0; y < h; ++y) {
-      const size_t row = size_t(y) * step;
-      ASSERT_EQ(std::memcmp(src.p + row, dst.p + 256 + row, w), 0) << y;
-      ASSERT_EQ(dst.p[256 + row + w], 0x5A) << y;
-    }
-    EXPECT_EQ(dst.p[255], 0x5A);
-  });
 }
 
 TEST(PlaneCopy8u, PageAliasRangeRunsBackwardWithTheSameBytes) {
@@ -260,37 +236,12 @@ TEST(PlaneCopy8u, BeyondInt32BytesStreamsWithoutAsking) {
 TEST(ByteCopy, EverySizeClassAlignmentAndPath) {
   std::vector<int> sizes;
   for (int n = 1; n <= 300; ++n) sizes.push_back(n);
-  for (int n : {511, 512, 4095, 16383, 16384, 16385, 16447, 16448, 20000, 32767,
-                32768, 32769, 100000})
+  for (int n : {511, 4095, 16383, 16384, 16385, 16447, 16448, 32767, 32768,
+                32769, 100000})
     sizes.push_back(n);
-  PageBuffer src(200000), dst(200000);
-  ForEachIsa([&]<class Isa>() {
-    Observed seen(&FailQuery);
-    for (int n : sizes) {
-      for (int srcMis : {0, 1, 8, 16, 33}) {
-        // Destination offsets past the source's page offset: inside the
-        // page-alias range (0 to 159) and outside it (160, 4000+).
-        for (int dstMis : {0, 31, 159, 160, 4000 + srcMis % 3}) {
-          const uint8_t* s = src.p + 2048 + srcMis;
-          uint8_t* d = dst.p + 2048 + srcMis + dstMis;
-          std::memset(d - 64, 0xE7, size_t(n) + 128);
-          ASSERT_EQ(kel::frame::ByteCopy<Isa>(s, d, n), d);
-          ASSERT_TRUE(CopiedWithin(s, d, n, 0xE7))
-              << n << " +" << srcMis << " +" << dstMis;
-          ASSERT_EQ(seen.trace.byteCopy, n < 32768 ? ByteCopyPath::kShort
-                                         : dstMis < 160
-                                             ? ByteCopyPath::kPageAlias
-                                             : ByteCopyPath::kRep);
-        }
-      }
-    }
-    EXPECT_EQ(seen.trace.cacheQueries, 0);
-  });
-}
-
-TEST(ByteCopy, StreamsFromHalfTheCacheAboveFourMebibytes) {
   const int32_t floor = kel::frame::kByteCopyQueryFloor;
   PageBuffer src(size_t(floor) * 2 + 16384), dst(size_t(floor) * 2 + 16384);
+  // Above 4 MiB the cache is asked, and from half of it stores stream.
   struct Case {
     int32_t n, cache;
     kel::frame::CacheQueryFn query;
@@ -305,6 +256,26 @@ TEST(ByteCopy, StreamsFromHalfTheCacheAboveFourMebibytes) {
       {2 * floor + 77, 1 << 16, &ReportCache, 1, ByteCopyPath::kStream},
   };
   ForEachIsa([&]<class Isa>() {
+    for (int n : sizes) {
+      for (int srcMis : {0, 1, 8, 16, 33}) {
+        // Destination offsets past the source's page offset: inside the
+        // page-alias range (0 to 159) and outside it.
+        for (int dstMis : {0, 31, 159, 160, 4000 + srcMis % 3}) {
+          const uint8_t* s = src.p + 2048 + srcMis;
+          uint8_t* d = dst.p + 2048 + srcMis + dstMis;
+          std::memset(d - 64, 0xE7, size_t(n) + 128);
+          Observed seen(&FailQuery);
+          ASSERT_EQ(kel::frame::ByteCopy<Isa>(s, d, n), d);
+          ASSERT_TRUE(CopiedWithin(s, d, n, 0xE7))
+              << n << " +" << srcMis << " +" << dstMis;
+          ASSERT_EQ(seen.trace.cacheQueries, 0);
+          ASSERT_EQ(seen.trace.byteCopy, n < 32768 ? ByteCopyPath::kShort
+                                         : dstMis < 160
+                                             ? ByteCopyPath::kPageAlias
+                                             : ByteCopyPath::kRep);
+        }
+      }
+    }
     for (const Case& c : cases) {
       g_cacheSize = c.cache;
       std::memset(dst.p, 0x3C, size_t(c.n) + 8192);
@@ -320,8 +291,7 @@ TEST(ByteCopy, StreamsFromHalfTheCacheAboveFourMebibytes) {
 TEST(Word32Copy, CopiesWholeElementsAtAnyAlignment) {
   PageBuffer src((1 << 22) + 4096), dst((1 << 22) + 4096);
   ForEachIsa([&]<class Isa>() {
-    for (int count : {1, 2, 3, 7, 8, 9, 63, 64, 65, 1000, 8191, 8192, 8193,
-                      (1 << 20) - 3}) {
+    for (int count : {1, 3, 7, 8, 9, 63, 64, 65, 8191, 8193, (1 << 20) - 3}) {
       for (int mis : {0, 1, 2, 4}) {
         uint8_t* d = dst.p + 64 + mis;
         std::memset(dst.p, 0x99, size_t(count) * 4 + 192);
@@ -332,37 +302,45 @@ TEST(Word32Copy, CopiesWholeElementsAtAnyAlignment) {
   });
 }
 
-TEST(Word32Copy, LongCopiesSplitIntoPiecesThatFitInt32) {
+TEST(PlaneKernels, LongTransfersSplitIntoPiecesThatFitInt32) {
   using Pieces = std::vector<std::pair<int64_t, int32_t>>;
-  auto split = [](int32_t count) {
+  auto words = [](int32_t count) {
     Pieces p;
-    kel::frame::ForEachWord32Piece(count, [&](int64_t first, int32_t bytes) {
-      p.push_back({first, bytes});
+    kel::frame::ForEachWord32Piece(count, [&](int64_t at, int32_t bytes) {
+      p.push_back({at, bytes});
     });
     return p;
   };
+  auto row = [](int64_t length) {
+    Pieces p;
+    kel::frame::ForEachWideRowPiece(length, [&](int64_t at, int32_t bytes) {
+      p.push_back({at, bytes});
+    });
+    return p;
+  };
+  // Word32Copy: element positions, byte lengths.
   const int32_t full = 2147483616, piece = 536870904;
-  EXPECT_EQ(split(1), (Pieces{{0, 4}}));
-  EXPECT_EQ(split(536870911), (Pieces{{0, 2147483644}}));
-  EXPECT_EQ(split(536870912), (Pieces{{0, full}, {piece, 32}}));
-  EXPECT_EQ(split(2 * piece + 7), (Pieces{{0, full}, {piece, 2147483644}}));
-  EXPECT_EQ(split(2 * piece + 8),
+  EXPECT_EQ(words(1), (Pieces{{0, 4}}));
+  EXPECT_EQ(words(536870911), (Pieces{{0, 2147483644}}));
+  EXPECT_EQ(words(536870912), (Pieces{{0, full}, {piece, 32}}));
+  EXPECT_EQ(words(2 * piece + 7), (Pieces{{0, full}, {piece, 2147483644}}));
+  EXPECT_EQ(words(2 * piece + 8),
             (Pieces{{0, full}, {piece, full}, {2 * piece, 32}}));
-  // Pieces are contiguous, cover the count, and all but the last are full.
-  for (int32_t count : {536870913, 1610612735, 1610612736, 2147483647}) {
-    const Pieces p = split(count);
-    int64_t next = 0;
-    for (size_t i = 0; i < p.size(); ++i) {
-      EXPECT_EQ(p[i].first, next);
-      EXPECT_TRUE(i + 1 == p.size() || p[i].second == full);
-      next += p[i].second / 4;
-    }
-    EXPECT_EQ(next, count);
-    EXPECT_LE(p.back().second / 4, 536870911);
-  }
+  EXPECT_EQ(words(INT32_MAX), (Pieces{{0, full},
+                                      {piece, full},
+                                      {2 * piece, full},
+                                      {3 * piece, full},
+                                      {4LL * piece, 124}}));
+  // PlaneCopy8uWide rows: pieces of at most 1 GiB.
+  const int32_t g = 1 << 30;
+  EXPECT_EQ(row(5), (Pieces{{0, 5}}));
+  EXPECT_EQ(row(g), (Pieces{{0, g}}));
+  EXPECT_EQ(row(int64_t{g} + 1), (Pieces{{0, g}, {g, 1}}));
+  EXPECT_EQ(row(int64_t{3} * g + 7),
+            (Pieces{{0, g}, {g, g}, {2LL * g, g}, {3LL * g, 7}}));
 }
 
-TEST(PlaneCopy8uWide, CopiesRowsWithWideStepsAndSplitsLongRows) {
+TEST(PlaneCopy8uWide, CopiesRowsWithWideAndNegativeSteps) {
   ForEachIsa([&]<class Isa>() {
     std::mt19937 rng = kel::test::TestRng();
     GuardedPlane src(1000, 5, 77), dst(1000, 5, 24, 9), flipped(1000, 5);
@@ -373,7 +351,6 @@ TEST(PlaneCopy8uWide, CopiesRowsWithWideStepsAndSplitsLongRows) {
               kelOk);
     EXPECT_TRUE(kel::test::SameBytes(src.Image(), dst.Image(), 1000));
     EXPECT_TRUE(dst.CanaryIntactOutside(1000, 5));
-    // Bottom-up with a negative source step.
     EXPECT_EQ(
         kel::frame::PlaneCopy8uWide<Isa>(src.row(4), -int64_t{src.step()},
                                          flipped.data(), flipped.step(), size),
@@ -381,20 +358,6 @@ TEST(PlaneCopy8uWide, CopiesRowsWithWideStepsAndSplitsLongRows) {
     for (int y = 0; y < 5; ++y)
       EXPECT_EQ(std::memcmp(flipped.row(y), src.row(4 - y), 1000), 0);
   });
-  using Pieces = std::vector<std::pair<int64_t, int32_t>>;
-  auto split = [](int64_t length) {
-    Pieces p;
-    kel::frame::ForEachWideRowPiece(length, [&](int64_t off, int32_t bytes) {
-      p.push_back({off, bytes});
-    });
-    return p;
-  };
-  const int32_t g = 1 << 30;
-  EXPECT_EQ(split(5), (Pieces{{0, 5}}));
-  EXPECT_EQ(split(g), (Pieces{{0, g}}));
-  EXPECT_EQ(split(int64_t{g} + 1), (Pieces{{0, g}, {g, 1}}));
-  EXPECT_EQ(split(int64_t{3} * g + 7),
-            (Pieces{{0, g}, {g, g}, {2LL * g, g}, {3LL * g, 7}}));
 }
 
 TEST(PlaneKernels, ErrorsInOrderAndNothingWritten) {
@@ -473,25 +436,7 @@ TEST(RowCopy, EveryLengthAlignmentAndLoop) {
   });
 }
 
-TEST(PlaneFill8u, EveryWidthAndAlignmentFillsExactly) {
-  ForEachIsa([&]<class Isa>() {
-    for (int w : {1,   2,   3,   5,   17,  31,  32,  33,  63,  64,  65,
-                  127, 128, 129, 191, 192, 255, 256, 257, 511, 1000}) {
-      for (int mis : {0, 1, 3, 15, 32, 63}) {
-        for (uint8_t v : {uint8_t{0}, uint8_t{255}, uint8_t{0x5A}}) {
-          GuardedPlane dst(w, 3, mis % 2 * 9, mis);
-          ASSERT_EQ(
-              kel::frame::PlaneFill8u<Isa>(v, dst.data(), dst.step(), {w, 3}),
-              kelOk);
-          ASSERT_TRUE(AllBytesAre(dst.Image(), v)) << w << " +" << mis;
-          ASSERT_TRUE(dst.CanaryIntactOutside(w, 3));
-        }
-      }
-    }
-  });
-}
-
-TEST(PlaneFill8u, CachePolicyThresholds) {
+TEST(PlaneFill8u, EveryWidthAlignmentAndCachePolicy) {
   const int32_t floor = kel::frame::kPlaneFillQueryFloor;
   struct Case {
     int w, h;
@@ -512,7 +457,24 @@ TEST(PlaneFill8u, CachePolicyThresholds) {
       {(1 << 20) - 1, kSlowBuild ? 1023 : 2047, INT32_MAX, &ReportCache, 1,
        FillPath::kCached},
   };
+  auto allAre = [](const std::vector<uint8_t>& bytes, uint8_t v) {
+    return std::all_of(bytes.begin(), bytes.end(),
+                       [v](uint8_t b) { return b == v; });
+  };
   ForEachIsa([&]<class Isa>() {
+    for (int w : {1,   2,   3,   17,  31,  32,  33,  63,  64,  65,
+                  127, 128, 129, 191, 192, 255, 256, 257, 511, 1000}) {
+      for (int mis : {0, 1, 3, 15, 32, 63}) {
+        for (uint8_t v : {uint8_t{0}, uint8_t{255}, uint8_t{0x5A}}) {
+          GuardedPlane dst(w, 3, mis % 2 * 9, mis);
+          ASSERT_EQ(
+              kel::frame::PlaneFill8u<Isa>(v, dst.data(), dst.step(), {w, 3}),
+              kelOk);
+          ASSERT_TRUE(allAre(dst.Image(), v)) << w << " +" << mis;
+          ASSERT_TRUE(dst.CanaryIntactOutside(w, 3));
+        }
+      }
+    }
     for (const Case& c : cases) {
       g_cacheSize = c.cache;
       // Planes of several rows refill one row (step 0): the policy sees the
@@ -524,7 +486,7 @@ TEST(PlaneFill8u, CachePolicyThresholds) {
                 kelOk);
       EXPECT_EQ(seen.trace.cacheQueries, c.queries) << c.w << "x" << c.h;
       EXPECT_EQ(seen.trace.planeFill, c.path) << c.w << "x" << c.h;
-      EXPECT_TRUE(AllBytesAre(dst.Image(), 0xEE));
+      EXPECT_TRUE(allAre(dst.Image(), 0xEE));
       EXPECT_TRUE(dst.CanaryIntactOutside(c.w, 1));
     }
   });
