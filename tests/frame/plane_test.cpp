@@ -41,17 +41,19 @@ void ForEachIsa(Body&& body) {
   }
 }
 
-// Cache queries under test control.
-int32_t g_cacheSize = 0;
+// The cache query under test control: reports g_cacheSize, or fails when
+// that is kFails.
+constexpr int32_t kFails = -1;
+int32_t g_cacheSize = kFails;
 int ReportCache(int32_t* sizeB) {
+  if (g_cacheSize == kFails) return 1;
   *sizeB = g_cacheSize;
   return 0;
 }
-int FailQuery(int32_t*) { return 1; }
 
-// Installs a query and records the paths into a fresh trace for one scope.
+// Installs the query and records the paths into a fresh trace for one scope.
 struct Observed {
-  explicit Observed(kel::frame::CacheQueryFn query) : scope({query, &trace}) {}
+  Observed() : scope({&ReportCache, &trace}) {}
   PlaneTrace trace;
   kel::frame::ScopedPlaneHooks scope;
 };
@@ -107,7 +109,7 @@ TEST(PlaneCopy8u, EveryWidthClassAndAlignmentCopiesExactly) {
           GuardedPlane src(w, 3, slack + 3, mis * 7 % 64),
               dst(w, 3, slack, mis);
           src.FillRandom(rng);
-          Observed seen(&FailQuery);
+          Observed seen;
           CopyPlaneAndCheck<Isa>(src, dst);
           EXPECT_EQ(seen.trace.cacheQueries, 0);
           // The steps differ, so the backward loop is never chosen here.
@@ -123,45 +125,35 @@ TEST(PlaneCopy8u, EveryWidthClassAndAlignmentCopiesExactly) {
 }
 
 TEST(PlaneCopy8u, CachePolicyThresholds) {
+  using P = PlaneCopyPath;
+  using B = ByteCopyPath;
   struct Case {
     int w, h, srcSlack, dstSlack, dstMisalign;
-    kel::frame::CacheQueryFn query;
     int32_t cache;
     int queries;
-    PlaneCopyPath path;
-    ByteCopyPath run = ByteCopyPath::kNone;
+    P path;
+    B run = B::kNone;
   } cases[] = {
       // 3,145,728 bytes: no query, although any answer would stream.
-      {1024, 3072, 32, 64, 0, &ReportCache, 1 << 16, 0,
-       PlaneCopyPath::kForwardAligned},
+      {1024, 3072, 32, 64, 0, 1 << 16, 0, P::kForwardAligned},
       // 3,145,729 bytes: asked, and streamed.
-      {3145729, 1, 64, 64, 3, &ReportCache, 1 << 16, 1,
-       PlaneCopyPath::kStreamUnaligned},
+      {3145729, 1, 64, 64, 3, 1 << 16, 1, P::kStreamUnaligned},
       // Width 511 never asks nor streams.
-      {511, 8200, 1, 1, 0, &ReportCache, 1 << 16, 0,
-       PlaneCopyPath::kNarrowRows},
+      {511, 8200, 1, 1, 0, 1 << 16, 0, P::kNarrowRows},
       // An 8 MiB cache: 4 MiB and more stream, less stays cached; a failed
       // query keeps ordinary stores.
-      {1024, 4095, 96, 64, 0, &ReportCache, 8 << 20, 1,
-       PlaneCopyPath::kForwardAligned},
-      {1024, 4096, 96, 64, 0, &ReportCache, 8 << 20, 1,
-       PlaneCopyPath::kStreamAligned},
-      {1024, 4096, 96, 64, 0, &FailQuery, 0, 1, PlaneCopyPath::kForwardAligned},
+      {1024, 4095, 96, 64, 0, 8 << 20, 1, P::kForwardAligned},
+      {1024, 4096, 96, 64, 0, 8 << 20, 1, P::kStreamAligned},
+      {1024, 4096, 96, 64, 0, kFails, 1, P::kForwardAligned},
       // Streaming rows whose destination is not 64-byte aligned, or whose
       // width is not a multiple of 32.
-      {4096, 1100, 5, 64, 32, &ReportCache, 8 << 20, 1,
-       PlaneCopyPath::kStreamUnaligned},
-      {4100, 1100, 5, 64, 0, &ReportCache, 8 << 20, 1,
-       PlaneCopyPath::kStreamUnaligned},
-      {4163, 1100, 5, 64, 17, &ReportCache, 8 << 20, 1,
-       PlaneCopyPath::kStreamUnaligned},
+      {4096, 1100, 5, 64, 32, 8 << 20, 1, P::kStreamUnaligned},
+      {4100, 1100, 5, 64, 0, 8 << 20, 1, P::kStreamUnaligned},
+      {4163, 1100, 5, 64, 17, 8 << 20, 1, P::kStreamUnaligned},
       // Contiguous planes are one run of any size; above 4 MiB it streams.
-      {100, 3, 0, 0, 5, &ReportCache, 1 << 20, 0, PlaneCopyPath::kOneRun,
-       ByteCopyPath::kShort},
-      {1000, 40, 0, 0, 5, &ReportCache, 1 << 20, 0, PlaneCopyPath::kOneRun,
-       ByteCopyPath::kRep},
-      {4096, 1100, 0, 0, 5, &ReportCache, 1 << 20, 1, PlaneCopyPath::kOneRun,
-       ByteCopyPath::kStream},
+      {100, 3, 0, 0, 5, 1 << 20, 0, P::kOneRun, B::kShort},
+      {1000, 40, 0, 0, 5, 1 << 20, 0, P::kOneRun, B::kRep},
+      {4096, 1100, 0, 0, 5, 1 << 20, 1, P::kOneRun, B::kStream},
   };
   std::mt19937 rng = kel::test::TestRng();
   for (const Case& c : cases) {
@@ -172,7 +164,7 @@ TEST(PlaneCopy8u, CachePolicyThresholds) {
     g_cacheSize = c.cache;
     ForEachIsa([&]<class Isa>() {
       dst.Fill(0);
-      Observed seen(c.query);
+      Observed seen;
       CopyPlaneAndCheck<Isa>(src, dst);
       EXPECT_EQ(seen.trace.planeCopy, c.path);
       EXPECT_EQ(seen.trace.byteCopy, c.run);
@@ -196,7 +188,7 @@ TEST(PlaneCopy8u, PageAliasRangeRunsBackwardWithTheSameBytes) {
                                             {0, step + 32, false}}) {
       const int srcOff = 512, dstOff = srcOff + delta;
       std::memset(dst.p, 0xC3, size_t(step) * h + 8192);
-      Observed seen(&FailQuery);
+      Observed seen;
       ASSERT_EQ(kel::frame::PlaneCopy8u<Isa>(src.p + srcOff, step,
                                              dst.p + dstOff, dstStep, {w, h}),
                 kelOk);
@@ -223,7 +215,7 @@ TEST(PlaneCopy8u, BeyondInt32BytesStreamsWithoutAsking) {
   ForEachIsa([&]<class Isa>() {
     for (auto [w, h] : sizes) {
       std::memset(dst.p, 0x11, 65536 + 256);
-      Observed seen(&ReportCache);
+      Observed seen;
       ASSERT_EQ(kel::frame::PlaneCopy8u<Isa>(src.p, 0, dst.p + 67, 0, {w, h}),
                 kelOk);
       EXPECT_EQ(seen.trace.cacheQueries, 0);
@@ -244,16 +236,15 @@ TEST(ByteCopy, EverySizeClassAlignmentAndPath) {
   // Above 4 MiB the cache is asked, and from half of it stores stream.
   struct Case {
     int32_t n, cache;
-    kel::frame::CacheQueryFn query;
     int queries;
     ByteCopyPath path;
   } cases[] = {
-      {floor, 1 << 16, &ReportCache, 0, ByteCopyPath::kRep},
-      {floor + 1, 1 << 16, &ReportCache, 1, ByteCopyPath::kStream},
-      {floor + 1, 1 << 16, &FailQuery, 1, ByteCopyPath::kRep},
-      {floor + 100, 2 * (floor + 100), &ReportCache, 1, ByteCopyPath::kStream},
-      {floor + 100, 2 * (floor + 102), &ReportCache, 1, ByteCopyPath::kRep},
-      {2 * floor + 77, 1 << 16, &ReportCache, 1, ByteCopyPath::kStream},
+      {floor, 1 << 16, 0, ByteCopyPath::kRep},
+      {floor + 1, 1 << 16, 1, ByteCopyPath::kStream},
+      {floor + 1, kFails, 1, ByteCopyPath::kRep},
+      {floor + 100, 2 * (floor + 100), 1, ByteCopyPath::kStream},
+      {floor + 100, 2 * (floor + 102), 1, ByteCopyPath::kRep},
+      {2 * floor + 77, 1 << 16, 1, ByteCopyPath::kStream},
   };
   ForEachIsa([&]<class Isa>() {
     for (int n : sizes) {
@@ -264,7 +255,7 @@ TEST(ByteCopy, EverySizeClassAlignmentAndPath) {
           const uint8_t* s = src.p + 2048 + srcMis;
           uint8_t* d = dst.p + 2048 + srcMis + dstMis;
           std::memset(d - 64, 0xE7, size_t(n) + 128);
-          Observed seen(&FailQuery);
+          Observed seen;
           ASSERT_EQ(kel::frame::ByteCopy<Isa>(s, d, n), d);
           ASSERT_TRUE(CopiedWithin(s, d, n, 0xE7))
               << n << " +" << srcMis << " +" << dstMis;
@@ -279,7 +270,7 @@ TEST(ByteCopy, EverySizeClassAlignmentAndPath) {
     for (const Case& c : cases) {
       g_cacheSize = c.cache;
       std::memset(dst.p, 0x3C, size_t(c.n) + 8192);
-      Observed seen(c.query);
+      Observed seen;
       kel::frame::ByteCopy<Isa>(src.p + 9, dst.p + 1000, c.n);
       EXPECT_EQ(seen.trace.cacheQueries, c.queries) << c.n;
       EXPECT_EQ(seen.trace.byteCopy, c.path) << c.n << " " << c.cache;
@@ -428,7 +419,7 @@ TEST(RowCopy, EveryLengthAlignmentAndLoop) {
         {3, 0, 256, false, RowCopyPath::kUnalignedLoads},
     };
     for (const Case& c : cases) {
-      Observed seen(&FailQuery);
+      Observed seen;
       kel::frame::RowCopy<Isa>(src.p + c.srcOff, dst.p + c.dstOff, c.n,
                                c.streaming);
       EXPECT_EQ(seen.trace.rowCopy, c.path) << c.srcOff << " " << c.dstOff;
@@ -441,20 +432,19 @@ TEST(PlaneFill8u, EveryWidthAlignmentAndCachePolicy) {
   struct Case {
     int w, h;
     int32_t cache;
-    kel::frame::CacheQueryFn query;
     int queries;
     FillPath path;
   } cases[] = {
-      {floor, 1, 1 << 16, &ReportCache, 0, FillPath::kCached},  // the floor
-      {floor + 1, 1, 1 << 16, &ReportCache, 1, FillPath::kStream},
-      {floor + 1, 1, 1 << 16, &FailQuery, 1, FillPath::kCached},
-      {1024, 7168, 7 << 20, &ReportCache, 1, FillPath::kStream},  // = cache
-      {1023, 7175, 7 << 20, &ReportCache, 1, FillPath::kCached},  // below
-      {1024, 7168, 0, &ReportCache, 1, FillPath::kStream},
+      {floor, 1, 1 << 16, 0, FillPath::kCached},  // the floor
+      {floor + 1, 1, 1 << 16, 1, FillPath::kStream},
+      {floor + 1, 1, kFails, 1, FillPath::kCached},
+      {1024, 7168, 7 << 20, 1, FillPath::kStream},  // = cache
+      {1023, 7175, 7 << 20, 1, FillPath::kCached},  // below
+      {1024, 7168, 0, 1, FillPath::kStream},
       // Bit lengths 17 + 15 reach 32: streamed without a query; 20 + 11 (or
       // 10) do not.
-      {1 << 16, 1 << 14, INT32_MAX, &ReportCache, 0, FillPath::kStream},
-      {(1 << 20) - 1, kSlowBuild ? 1023 : 2047, INT32_MAX, &ReportCache, 1,
+      {1 << 16, 1 << 14, INT32_MAX, 0, FillPath::kStream},
+      {(1 << 20) - 1, kSlowBuild ? 1023 : 2047, INT32_MAX, 1,
        FillPath::kCached},
   };
   auto allAre = [](const std::vector<uint8_t>& bytes, uint8_t v) {
@@ -480,7 +470,7 @@ TEST(PlaneFill8u, EveryWidthAlignmentAndCachePolicy) {
       // Planes of several rows refill one row (step 0): the policy sees the
       // whole plane, the buffer stays small.
       GuardedPlane dst(c.w, 1, 64, 5);
-      Observed seen(c.query);
+      Observed seen;
       ASSERT_EQ(kel::frame::PlaneFill8u<Isa>(
                     0xEE, dst.data(), c.h == 1 ? dst.step() : 0, {c.w, c.h}),
                 kelOk);
@@ -493,19 +483,9 @@ TEST(PlaneFill8u, EveryWidthAlignmentAndCachePolicy) {
 }
 
 TEST(Word32Fill, FillsElementsAtAnyAlignmentAndFollowsThePolicy) {
-  PageBuffer buf((4 << 20) + 4096);
+  PageBuffer buf((4 << 20) + 4096), want(4 << 20);
   const uint32_t value = 0x80FF017Fu;
-  auto filled = [&](int off, int32_t count) {
-    const uint8_t* d = buf.p + off;
-    for (int32_t i = 0; i < count; ++i) {
-      uint32_t x;
-      std::memcpy(&x, d + 4 * size_t(i), 4);
-      if (x != value) return ::testing::AssertionFailure() << "element " << i;
-    }
-    if (d[-1] != 0xAB || d[4 * size_t(count)] != 0xAB)
-      return ::testing::AssertionFailure() << "guard overwritten";
-    return ::testing::AssertionSuccess();
-  };
+  for (int i = 0; i < (1 << 20); ++i) std::memcpy(want.p + 4 * i, &value, 4);
   const int32_t floorCount = kel::frame::kWord32FillQueryFloor / 4;
   const int32_t cacheCount = (3 << 20) / 4;
   struct Case {
@@ -533,12 +513,14 @@ TEST(Word32Fill, FillsElementsAtAnyAlignmentAndFollowsThePolicy) {
     for (const Case& c : cases) {
       g_cacheSize = c.cache;
       std::memset(buf.p, 0xAB, size_t(c.count) * 4 + 256);
-      Observed seen(&ReportCache);
+      Observed seen;
       ASSERT_EQ(kel::frame::Word32Fill<Isa>(value, buf.p + c.off, c.count),
                 kelOk);
       EXPECT_EQ(seen.trace.cacheQueries, c.queries) << c.count;
       EXPECT_EQ(seen.trace.word32Fill, c.path) << c.count;
-      EXPECT_TRUE(filled(c.off, c.count)) << c.count << " at " << c.off;
+      EXPECT_TRUE(
+          CopiedWithin(want.p, buf.p + c.off, size_t(c.count) * 4, 0xAB))
+          << c.count << " at " << c.off;
     }
   });
 }
