@@ -113,39 +113,34 @@ int ChromaW(const Export& e, int w) {
 }
 int ChromaH(const Export& e, int h) { return e.sampling == 420 ? h / 2 : h; }
 
-// Destination planes of an export for a w x h region.
+// Destination planes of an export for a w x h region; the planes of the
+// 4:4:4 planar members share one step.
 std::vector<std::unique_ptr<GuardedPlane>> MakeDst(const Export& e, int w,
                                                    int h, std::mt19937& rng) {
   std::uniform_int_distribution<int> slack(0, 40), mis(0, 63);
-  std::vector<std::unique_ptr<GuardedPlane>> d;
-  auto add = [&](int bytes, int rows, int s) {
-    d.push_back(std::make_unique<GuardedPlane>(bytes, rows, s, mis(rng)));
-  };
+  const int cw = ChromaW(e, w), ch = ChromaH(e, h);
+  std::vector<std::pair<int, int>> shapes;
   switch (e.out) {
     case Out::kC3:
-      add(3 * w, h, slack(rng));
-      break;
     case Out::kAC4:
-      add(4 * w, h, slack(rng));
-      break;
     case Out::kC2:
-      add(2 * w, h, slack(rng));
+      shapes = {{(e.out == Out::kC3 ? 3 : e.out == Out::kAC4 ? 4 : 2) * w, h}};
       break;
-    case Out::kP3Shared: {
-      const int s = slack(rng);
-      for (int i = 0; i < 3; ++i) add(w, h, s);
+    case Out::kP3Shared:
+      shapes = {{w, h}, {w, h}, {w, h}};
       break;
-    }
     case Out::kP3:
-      add(w, h, slack(rng));
-      add(ChromaW(e, w), ChromaH(e, h), slack(rng));
-      add(ChromaW(e, w), ChromaH(e, h), slack(rng));
+      shapes = {{w, h}, {cw, ch}, {cw, ch}};
       break;
     case Out::kP2:
-      add(w, h, slack(rng));
-      add(w & ~1, h / 2, slack(rng));
+      shapes = {{w, h}, {w & ~1, h / 2}};
       break;
   }
+  const int shared = slack(rng);
+  std::vector<std::unique_ptr<GuardedPlane>> d;
+  for (auto [bytes, rows] : shapes)
+    d.push_back(std::make_unique<GuardedPlane>(
+        bytes, rows, e.out == Out::kP3Shared ? shared : slack(rng), mis(rng)));
   return d;
 }
 

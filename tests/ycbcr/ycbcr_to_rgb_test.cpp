@@ -492,39 +492,25 @@ TEST(YCbCrToRgb, AccessesStayInsideExactPlanes) {
 // ---- Argument checks ------------------------------------------------------
 
 // Every pointer a member takes, in the order the checks meet them: the
-// top-level ones (checked before the size), then the plane pointers.
-struct PointerSlots {
-  std::vector<std::function<void(Io&, const uint8_t**, uint8_t**)>> top, planes;
-};
-PointerSlots SlotsOf(const Member& m) {
-  PointerSlots s;
-  const bool planarSrc = m.src == Src::kPlanar444 || m.src == Src::kPlanar;
-  if (planarSrc) {
-    s.top.push_back(
-        [](Io& io, const uint8_t**, uint8_t**) { io.src = nullptr; });
-    if (m.src == Src::kPlanar)
-      s.top.push_back(
-          [](Io& io, const uint8_t**, uint8_t**) { io.srcStep = nullptr; });
-    for (int i = 0; i < 3; ++i)
-      s.planes.push_back(
-          [i](Io&, const uint8_t** sp, uint8_t**) { sp[i] = nullptr; });
+// top-level ones (checked before the size), then the plane pointers inside
+// arrays. "S", "T", "D": the source array, the step array, the destination
+// array; "s1", "d2": a source or destination plane pointer.
+using Slots = std::vector<std::string>;
+std::pair<Slots, Slots> SlotsOf(const Member& m) {
+  Slots top, planes;
+  if (m.src == Src::kPlanar444 || m.src == Src::kPlanar) {
+    top = m.src == Src::kPlanar ? Slots{"S", "T"} : Slots{"S"};
+    planes = {"s0", "s1", "s2"};
   } else {
-    const int n = m.src == Src::kSemi ? 2 : 1;
-    for (int i = 0; i < n; ++i)
-      s.top.push_back(
-          [i](Io&, const uint8_t** sp, uint8_t**) { sp[i] = nullptr; });
+    top = m.src == Src::kSemi ? Slots{"s0", "s1"} : Slots{"s0"};
   }
   if (m.dst == Dst::kP3) {
-    s.top.push_back(
-        [](Io& io, const uint8_t**, uint8_t**) { io.dst = nullptr; });
-    for (int i = 0; i < 3; ++i)
-      s.planes.push_back(
-          [i](Io&, const uint8_t**, uint8_t** dp) { dp[i] = nullptr; });
+    top.push_back("D");
+    planes.insert(planes.end(), {"d0", "d1", "d2"});
   } else {
-    s.top.push_back(
-        [](Io&, const uint8_t**, uint8_t** dp) { dp[0] = nullptr; });
+    top.push_back("d0");
   }
-  return s;
+  return {top, planes};
 }
 
 TEST(YCbCrToRgb, ArgumentChecksComeInOrderAndWriteNothing) {
@@ -535,24 +521,28 @@ TEST(YCbCrToRgb, ArgumentChecksComeInOrderAndWriteNothing) {
       Case c(m, 8, 4, rng);
       std::vector<std::vector<uint8_t>> before;
       for (const auto& d : c.dst) before.push_back(d->Snapshot());
-      const PointerSlots slots = SlotsOf(m);
-      auto run = [&](KelImageSize roi, auto&& spoil) {
+      const auto [top, planes] = SlotsOf(m);
+      auto run = [&](KelImageSize roi, const std::string& spoil = "") {
         const uint8_t* sp[3] = {c.srcPtr[0], c.srcPtr[1], c.srcPtr[2]};
         uint8_t* dp[3] = {c.dstPtr[0], c.dstPtr[1], c.dstPtr[2]};
         Io io{sp, c.srcStep, dp, c.dst[0]->step()};
-        spoil(io, sp, dp);
+        if (spoil == "S") io.src = nullptr;
+        if (spoil == "T") io.srcStep = nullptr;
+        if (spoil == "D") io.dst = nullptr;
+        if (spoil[0] == 's') sp[spoil[1] - '0'] = nullptr;
+        if (spoil[0] == 'd') dp[spoil[1] - '0'] = nullptr;
         return m.call(io, roi, 0x80);
       };
-      auto none = [](Io&, const uint8_t**, uint8_t**) {};
       const KelImageSize bad[] = {{0, 4}, {8, 0}, {-1, 4}, {8, -3}};
-      for (const KelImageSize roi : bad) EXPECT_EQ(run(roi, none), kelErrSize);
-      for (const auto& spoil : slots.top) {
-        EXPECT_EQ(run({8, 4}, spoil), kelErrNullPtr);
-        EXPECT_EQ(run({0, 0}, spoil), kelErrNullPtr);  // before the size
+      for (const KelImageSize roi : bad) EXPECT_EQ(run(roi), kelErrSize);
+      for (const auto& spoil : top) {
+        EXPECT_EQ(run({8, 4}, spoil), kelErrNullPtr) << spoil;
+        EXPECT_EQ(run({0, 0}, spoil), kelErrNullPtr)
+            << spoil;  // before the size
       }
-      for (const auto& spoil : slots.planes) {
-        EXPECT_EQ(run({8, 4}, spoil), kelErrNullPtr);
-        EXPECT_EQ(run({0, 4}, spoil), kelErrSize);  // after the size
+      for (const auto& spoil : planes) {
+        EXPECT_EQ(run({8, 4}, spoil), kelErrNullPtr) << spoil;
+        EXPECT_EQ(run({0, 4}, spoil), kelErrSize) << spoil;  // after the size
       }
       for (size_t i = 0; i < c.dst.size(); ++i)
         EXPECT_TRUE(c.dst[i]->Unchanged(before[i]));
