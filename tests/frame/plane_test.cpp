@@ -339,6 +339,8 @@ TEST(PlaneKernels, ErrorsInOrderAndNothingWritten) {
   ForEachIsa([&]<class Isa>() {
     using namespace kel::frame;
     GuardedPlane src(16, 2), dst(16, 2);
+    std::mt19937 rng = kel::test::TestRng();
+    src.FillRandom(rng);
     uint8_t* d = dst.data();
     const uint8_t* s = src.data();
     const auto before = dst.Snapshot();
