@@ -144,16 +144,19 @@ int Misalign(int w, int h, int plane) {
 }
 int Slack(int w, int h, int plane) { return (w + h * 11 + plane * 13) % 38; }
 
-// ---- 4:2:0 -> 4:2:2 four-tap members ----------------------------------------
+// ---- Members with planar destinations
+// ----------------------------------------
 
-enum class Source { kPlanarCbCr, kPlanarCrCb, kInterleaved };
+// The three four-tap 4:2:2 members by source, and the smoothed 4:2:0 YCrCb
+// member (interleaved source, Cr to plane 1).
+enum class Source { kPlanarCbCr, kPlanarCrCb, kInterleaved, kSmoothed };
 
 // Source planes of a 4:2:0 image, planar or interleaved, with random data.
 // With `gapless`, the luma rows follow each other without slack.
 struct Source420 {
   Source420(Source kind, int w, int h, std::mt19937& rng, bool gapless = false)
       : y(w, h, gapless ? 0 : Slack(w, h, 0), Misalign(w, h, 0)),
-        c1(kind == Source::kInterleaved ? 2 * ((w + 1) / 2) : (w + 1) / 2,
+        c1(kind >= Source::kInterleaved ? 2 * ((w + 1) / 2) : (w + 1) / 2,
            (h + 1) / 2, Slack(w, h, 1), Misalign(w, h, 1)),
         c2((w + 1) / 2, (h + 1) / 2, Slack(w, h, 2), Misalign(w, h, 2)) {
     y.FillRandom(rng);
@@ -180,6 +183,10 @@ struct Dest3 {
 
 KelResult CallFourTap(Source kind, Source420& s, Dest3& d, KelImageSize roi) {
   d.Bind();
+  if (kind == Source::kSmoothed)
+    return keliYCbCr420ToYCrCb420_Filter_8u_P2P3R(s.y.data(), s.y.step(),
+                                                  s.c1.data(), s.c1.step(),
+                                                  d.planes, d.steps, roi);
   if (kind == Source::kInterleaved)
     return keliYCbCr420ToYCbCr422_Filter_8u_P2P3R(s.y.data(), s.y.step(),
                                                   s.c1.data(), s.c1.step(),
@@ -199,31 +206,38 @@ void CheckFourTap(Source kind, Source420& s, int w, int h,
   SCOPED_TRACE(::testing::Message() << "size " << w << " x " << h);
   const int wt = w & ~1, ht = kind == Source::kInterleaved ? h & ~7 : h & ~1;
   const int cw = wt / 2, n = ht / 2;
+  const bool smoothed = kind == Source::kSmoothed;
+  const int ch = smoothed ? n : ht;  // chroma rows written
   Rows cb, cr;
-  if (kind == Source::kInterleaved) {
+  if (kind >= Source::kInterleaved) {
     const Rows pairs = Read(s.c1, 2 * cw, n);
-    cb = Channel(pairs, 0, 2), cr = Channel(pairs, 1, 2);
+    cb = Channel(pairs, smoothed ? 1 : 0, 2);
+    cr = Channel(pairs, smoothed ? 0 : 1, 2);
   } else {
     cb = Read(kind == Source::kPlanarCbCr ? s.c1 : s.c2, cw, n);
     cr = Read(kind == Source::kPlanarCbCr ? s.c2 : s.c1, cw, n);
   }
   ForEachDispatch([&] {
-    Dest3 d(w, h, h, gapless);
+    Dest3 d(w, h, smoothed ? (h + 1) / 2 : h, gapless);
     ASSERT_EQ(CallFourTap(kind, s, d, {w, h}), kelOk);
+    auto model = smoothed ? ModelSmoothed : ModelFourTap;
     EXPECT_TRUE(SameRows(Read(s.y, wt, ht), Read(d.y, wt, ht)));
-    EXPECT_TRUE(SameRows(ModelFourTap(cb), Read(d.c1, cw, ht)));
-    EXPECT_TRUE(SameRows(ModelFourTap(cr), Read(d.c2, cw, ht)));
+    EXPECT_TRUE(SameRows(model(cb), Read(d.c1, cw, ch)));
+    EXPECT_TRUE(SameRows(model(cr), Read(d.c2, cw, ch)));
     EXPECT_TRUE(d.y.CanaryIntactOutside(wt, ht));
-    EXPECT_TRUE(d.c1.CanaryIntactOutside(cw, ht));
-    EXPECT_TRUE(d.c2.CanaryIntactOutside(cw, ht));
+    EXPECT_TRUE(d.c1.CanaryIntactOutside(cw, ch));
+    EXPECT_TRUE(d.c2.CanaryIntactOutside(cw, ch));
   });
 }
 
-class FourTap : public ::testing::TestWithParam<Source> {};
+class Planar : public ::testing::TestWithParam<Source> {};
 
-TEST_P(FourTap, MatchesModelAtEveryWidthAndHeight) {
+TEST_P(Planar, MatchesModelAtEveryWidthAndHeight) {
   auto rng = kel::test::TestRng();
-  for (int h : Heights())
+  std::vector<int> heights = Heights();
+  if (GetParam() == Source::kSmoothed)
+    heights.insert(heights.end(), {2, 3, 4, 5, 6});
+  for (int h : heights)
     for (int w : kWidths) {
       Source420 s(GetParam(), w, h, rng);
       CheckFourTap(GetParam(), s, w, h);
@@ -237,65 +251,37 @@ TEST_P(FourTap, MatchesModelAtEveryWidthAndHeight) {
   }
 }
 
-TEST_P(FourTap, EdgeRowsRepeatTheNearestChromaRow) {
-  // Four chroma rows 10, 50, 90, 200 over a 64 x 8 region, worked by hand.
-  auto rng = kel::test::TestRng();
-  const int w = 64, h = 8;
-  Source420 s(GetParam(), w, h, rng);
-  const int values[4] = {10, 50, 90, 200};
-  for (GuardedPlane* p : {&s.c1, &s.c2})
-    for (int y = 0; y < 4; ++y)
-      std::fill_n(p->row(y), p->rowBytes(), values[y]);
-  ForEachDispatch([&] {
-    Dest3 d(w, h, h);
-    ASSERT_EQ(CallFourTap(GetParam(), s, d, {w, h}), kelOk);
-    // Rows 0 2 4 6 copy the source; row 1 uses C[-1] = C[0]:
-    // (9 (10 + 50) - 10 - 90 + 8) >> 4 = 28; row 3: (9 (50 + 90) - 10 - 200
-    // + 8) >> 4 = 66; row 5 uses C[4] = C[3]: (9 (90 + 200) - 50 - 200 + 8)
-    // >> 4 = 148; row 7 is (17 * 200 - 90 + 8) >> 4 = 207.
-    const int expected[8] = {10, 28, 50, 66, 90, 148, 200, 207};
-    for (GuardedPlane* p : {&d.c1, &d.c2})
-      for (int y = 0; y < 8; ++y)
-        for (int x = 0; x < w / 2; ++x)
-          ASSERT_EQ(p->row(y)[x], expected[y]) << "row " << y << " col " << x;
-  });
-}
-
-INSTANTIATE_TEST_SUITE_P(Members, FourTap,
+INSTANTIATE_TEST_SUITE_P(Members, Planar,
                          ::testing::Values(Source::kPlanarCbCr,
                                            Source::kPlanarCrCb,
-                                           Source::kInterleaved));
+                                           Source::kInterleaved,
+                                           Source::kSmoothed));
 
-// ---- 4:2:0 -> 4:2:0 YCrCb, smoothed ----------------------------------------
-
-TEST(Smoothed420, MatchesModelAtEveryWidthAndHeight) {
-  auto rng = kel::test::TestRng();
-  std::vector<int> heights = {2, 3, 4, 5, 6};
-  for (int h : Heights()) heights.push_back(h);
-  for (int h : heights)
-    for (int w : kWidths) {
-      SCOPED_TRACE(::testing::Message() << "size " << w << " x " << h);
-      const int wt = w & ~1, ht = h & ~1, cw = wt / 2, n = ht / 2;
-      Source420 s(Source::kInterleaved, w, h, rng);
-      const Rows pairs = Read(s.c1, wt, n);
-      ForEachDispatch([&] {
-        Dest3 d(w, h, (h + 1) / 2);
-        d.Bind();
-        ASSERT_EQ(keliYCbCr420ToYCrCb420_Filter_8u_P2P3R(
-                      s.y.data(), s.y.step(), s.c1.data(), s.c1.step(),
-                      d.planes, d.steps, {w, h}),
-                  kelOk);
-        EXPECT_TRUE(SameRows(Read(s.y, wt, ht), Read(d.y, wt, ht)));
-        // Cr goes to plane 1, Cb to plane 2.
-        EXPECT_TRUE(
-            SameRows(ModelSmoothed(Channel(pairs, 1, 2)), Read(d.c1, cw, n)));
-        EXPECT_TRUE(
-            SameRows(ModelSmoothed(Channel(pairs, 0, 2)), Read(d.c2, cw, n)));
-        EXPECT_TRUE(d.y.CanaryIntactOutside(wt, ht));
-        EXPECT_TRUE(d.c1.CanaryIntactOutside(cw, n));
-        EXPECT_TRUE(d.c2.CanaryIntactOutside(cw, n));
-      });
-    }
+TEST(FourTap, EdgeRowsRepeatTheNearestChromaRow) {
+  for (Source kind :
+       {Source::kPlanarCbCr, Source::kPlanarCrCb, Source::kInterleaved}) {
+    // Four chroma rows 10, 50, 90, 200 over a 64 x 8 region, worked by hand.
+    auto rng = kel::test::TestRng();
+    const int w = 64, h = 8;
+    Source420 s(kind, w, h, rng);
+    const int values[4] = {10, 50, 90, 200};
+    for (GuardedPlane* p : {&s.c1, &s.c2})
+      for (int y = 0; y < 4; ++y)
+        std::fill_n(p->row(y), p->rowBytes(), values[y]);
+    ForEachDispatch([&] {
+      Dest3 d(w, h, h);
+      ASSERT_EQ(CallFourTap(kind, s, d, {w, h}), kelOk);
+      // Rows 0 2 4 6 copy the source; row 1 uses C[-1] = C[0]:
+      // (9 (10 + 50) - 10 - 90 + 8) >> 4 = 28; row 3: (9 (50 + 90) - 10 - 200
+      // + 8) >> 4 = 66; row 5 uses C[4] = C[3]: (9 (90 + 200) - 50 - 200 + 8)
+      // >> 4 = 148; row 7 is (17 * 200 - 90 + 8) >> 4 = 207.
+      const int expected[8] = {10, 28, 50, 66, 90, 148, 200, 207};
+      for (GuardedPlane* p : {&d.c1, &d.c2})
+        for (int y = 0; y < 8; ++y)
+          for (int x = 0; x < w / 2; ++x)
+            ASSERT_EQ(p->row(y)[x], expected[y]) << "row " << y << " col " << x;
+    });
+  }
 }
 
 // ---- Argument checks of the members with planar destinations ---------------
@@ -428,9 +414,12 @@ void CheckSlice(const Picture& pic, const Rows& expected, int top, int rows,
   EXPECT_TRUE(d.CanaryIntactOutside(2 * w, roiHeight + 4));
 }
 
-TEST(SlicedPacked422, WholePictureMatchesSitingModel) {
+// Whole pictures under every spelling of the whole position; then top,
+// middle and bottom slices of a 28-row picture, which read the context rows
+// their position allows and reproduce the whole picture's rows exactly.
+TEST(SlicedPacked422, WholePicturesAndSlicesMatchSitingModel) {
   auto rng = kel::test::TestRng();
-  std::vector<int> heights = {2, 4, 6};
+  std::vector<int> heights = {2, 4, 6, 28};
   for (int h : Heights()) heights.push_back(h & ~1);
   for (int h : heights)
     for (int w : kWidths) {
@@ -441,28 +430,16 @@ TEST(SlicedPacked422, WholePictureMatchesSitingModel) {
       ForEachDispatch([&] {
         for (int position : {21, 23, 31, -1})
           CheckSlice(pic, expected, 0, h, h, position, rng);
+        if (h != 28) return;
+        CheckSlice(pic, expected, 0, 8, 8, kelSliceTop, rng);
+        CheckSlice(pic, expected, 0, 2, 2, kelSliceTop, rng);
+        CheckSlice(pic, expected, 8, 10, 10, kelSliceMiddle, rng);
+        CheckSlice(pic, expected, 18, 2, 2, kelSliceMiddle, rng);
+        CheckSlice(pic, expected, 4, 20, 21, kelSliceMiddle, rng);  // odd
+        CheckSlice(pic, expected, 20, 8, 8, kelSliceBottom, rng);
+        CheckSlice(pic, expected, 26, 2, 2, kelSliceBottom, rng);
       });
     }
-}
-
-TEST(SlicedPacked422, SlicesJoinIntoTheWholePicture) {
-  // Top, middle and bottom slices read the context rows their position
-  // allows and reproduce the whole picture's rows exactly.
-  auto rng = kel::test::TestRng();
-  for (int w : {2, 30, 32, 34, 64, 66, 98, 130}) {
-    const int h = 28;
-    Picture pic(w, h, rng);
-    const Rows expected = pic.Expected();
-    ForEachDispatch([&] {
-      CheckSlice(pic, expected, 0, 8, 8, kelSliceTop, rng);
-      CheckSlice(pic, expected, 0, 2, 2, kelSliceTop, rng);
-      CheckSlice(pic, expected, 8, 10, 10, kelSliceMiddle, rng);
-      CheckSlice(pic, expected, 18, 2, 2, kelSliceMiddle, rng);  // one row pair
-      CheckSlice(pic, expected, 4, 20, 21, kelSliceMiddle, rng);  // odd height
-      CheckSlice(pic, expected, 20, 8, 8, kelSliceBottom, rng);
-      CheckSlice(pic, expected, 26, 2, 2, kelSliceBottom, rng);
-    });
-  }
 }
 
 TEST(SlicedPacked422, EdgeRowsFollowTheSlicePosition) {
