@@ -181,22 +181,35 @@ struct Dest3 {
   GuardedPlane y, c1, c2;
 };
 
-KelResult CallFourTap(Source kind, Source420& s, Dest3& d, KelImageSize roi) {
+// Calls the member of `kind`. The pointer argument numbered `nullArg` is
+// passed as null: 0..3 the source, step, destination and step arrays, 4..6
+// the source planes, 7..9 the destination planes.
+KelResult CallPlanar(Source kind, Source420& s, Dest3& d, KelImageSize roi,
+                     int nullArg = -1) {
   d.Bind();
-  if (kind == Source::kSmoothed)
-    return keliYCbCr420ToYCrCb420_Filter_8u_P2P3R(s.y.data(), s.y.step(),
-                                                  s.c1.data(), s.c1.step(),
-                                                  d.planes, d.steps, roi);
-  if (kind == Source::kInterleaved)
-    return keliYCbCr420ToYCbCr422_Filter_8u_P2P3R(s.y.data(), s.y.step(),
-                                                  s.c1.data(), s.c1.step(),
-                                                  d.planes, d.steps, roi);
   const Kel8u* src[3] = {s.y.data(), s.c1.data(), s.c2.data()};
   const int steps[3] = {s.y.step(), s.c1.step(), s.c2.step()};
-  return kind == Source::kPlanarCbCr ? keliYCbCr420ToYCbCr422_Filter_8u_P3R(
-                                           src, steps, d.planes, d.steps, roi)
-                                     : keliYCrCb420ToYCbCr422_Filter_8u_P3R(
-                                           src, steps, d.planes, d.steps, roi);
+  Kel8u* dst[3] = {d.planes[0], d.planes[1], d.planes[2]};
+  if (nullArg >= 4 && nullArg < 7) src[nullArg - 4] = nullptr;
+  if (nullArg >= 7) dst[nullArg - 7] = nullptr;
+  const Kel8u* const* srcArr = nullArg == 0 ? nullptr : src;
+  const int* srcSteps = nullArg == 1 ? nullptr : steps;
+  Kel8u* const* dstArr = nullArg == 2 ? nullptr : dst;
+  const int* dstSteps = nullArg == 3 ? nullptr : d.steps;
+  switch (kind) {
+    case Source::kPlanarCbCr:
+      return keliYCbCr420ToYCbCr422_Filter_8u_P3R(srcArr, srcSteps, dstArr,
+                                                  dstSteps, roi);
+    case Source::kPlanarCrCb:
+      return keliYCrCb420ToYCbCr422_Filter_8u_P3R(srcArr, srcSteps, dstArr,
+                                                  dstSteps, roi);
+    case Source::kInterleaved:
+      return keliYCbCr420ToYCbCr422_Filter_8u_P2P3R(
+          src[0], steps[0], src[1], steps[1], dstArr, dstSteps, roi);
+    default:
+      return keliYCbCr420ToYCrCb420_Filter_8u_P2P3R(
+          src[0], steps[0], src[1], steps[1], dstArr, dstSteps, roi);
+  }
 }
 
 // Converts a w x h region and checks every destination byte against the
@@ -219,7 +232,7 @@ void CheckFourTap(Source kind, Source420& s, int w, int h,
   }
   ForEachDispatch([&] {
     Dest3 d(w, h, smoothed ? (h + 1) / 2 : h, gapless);
-    ASSERT_EQ(CallFourTap(kind, s, d, {w, h}), kelOk);
+    ASSERT_EQ(CallPlanar(kind, s, d, {w, h}), kelOk);
     auto model = smoothed ? ModelSmoothed : ModelFourTap;
     EXPECT_TRUE(SameRows(Read(s.y, wt, ht), Read(d.y, wt, ht)));
     EXPECT_TRUE(SameRows(model(cb), Read(d.c1, cw, ch)));
@@ -251,6 +264,31 @@ TEST_P(Planar, MatchesModelAtEveryWidthAndHeight) {
   }
 }
 
+// Every pointer (null even with a size that would fail too), then the
+// size; nothing is written on an error.
+TEST_P(Planar, ChecksPointersThenTheSizeAndWritesNothing) {
+  const bool interleaved = GetParam() >= Source::kInterleaved;
+  const int minHeight = GetParam() == Source::kSmoothed ? 2 : 8;
+  auto rng = kel::test::TestRng();
+  Source420 s(GetParam(), 32, 8, rng);
+  ForEachDispatch([&] {
+    Dest3 d(32, 8, 8);
+    const auto y = d.y.Snapshot(), c1 = d.c1.Snapshot(), c2 = d.c2.Snapshot();
+    for (int arg = 0; arg < 10; ++arg) {
+      if (interleaved && (arg < 2 || arg == 6)) continue;  // not arguments
+      for (KelImageSize roi : {KelImageSize{32, 8}, KelImageSize{0, 0}})
+        EXPECT_EQ(CallPlanar(GetParam(), s, d, roi, arg), kelErrNullPtr)
+            << "pointer " << arg;
+    }
+    for (KelImageSize roi :
+         {KelImageSize{32, minHeight - 1}, {1, 8}, {-2, 8}, {32, -8}})
+      EXPECT_EQ(CallPlanar(GetParam(), s, d, roi), kelErrSize)
+          << roi.width << " x " << roi.height;
+    EXPECT_TRUE(d.y.Unchanged(y) && d.c1.Unchanged(c1) && d.c2.Unchanged(c2));
+    EXPECT_EQ(CallPlanar(GetParam(), s, d, {2, minHeight}), kelOk);
+  });
+}
+
 INSTANTIATE_TEST_SUITE_P(Members, Planar,
                          ::testing::Values(Source::kPlanarCbCr,
                                            Source::kPlanarCrCb,
@@ -270,7 +308,7 @@ TEST(FourTap, EdgeRowsRepeatTheNearestChromaRow) {
         std::fill_n(p->row(y), p->rowBytes(), values[y]);
     ForEachDispatch([&] {
       Dest3 d(w, h, h);
-      ASSERT_EQ(CallFourTap(kind, s, d, {w, h}), kelOk);
+      ASSERT_EQ(CallPlanar(kind, s, d, {w, h}), kelOk);
       // Rows 0 2 4 6 copy the source; row 1 uses C[-1] = C[0]:
       // (9 (10 + 50) - 10 - 90 + 8) >> 4 = 28; row 3: (9 (50 + 90) - 10 - 200
       // + 8) >> 4 = 66; row 5 uses C[4] = C[3]: (9 (90 + 200) - 50 - 200 + 8)
@@ -282,91 +320,6 @@ TEST(FourTap, EdgeRowsRepeatTheNearestChromaRow) {
             ASSERT_EQ(p->row(y)[x], expected[y]) << "row " << y << " col " << x;
     });
   }
-}
-
-// ---- Argument checks of the members with planar destinations ---------------
-
-// The arguments of one call, any pointer of which a check may null.
-struct PlanarArgs {
-  const Kel8u* src[3];
-  int srcStep[3];
-  Kel8u* dst[3];
-  int dstStep[3];
-  const Kel8u* const* srcArr = src;
-  const int* srcStepArr = srcStep;
-  Kel8u* const* dstArr = dst;
-  const int* dstStepArr = dstStep;
-};
-struct PlanarMember {
-  const char* name;
-  bool interleavedSource;  // no source arrays: luma and CbCr pointers
-  int minHeight;
-  KelResult (*call)(const PlanarArgs&, KelImageSize);
-};
-const PlanarMember kPlanarMembers[] = {
-    {"YCbCr420ToYCbCr422_Filter_P3R", false, 8,
-     [](const PlanarArgs& a, KelImageSize r) {
-       return keliYCbCr420ToYCbCr422_Filter_8u_P3R(a.srcArr, a.srcStepArr,
-                                                   a.dstArr, a.dstStepArr, r);
-     }},
-    {"YCrCb420ToYCbCr422_Filter_P3R", false, 8,
-     [](const PlanarArgs& a, KelImageSize r) {
-       return keliYCrCb420ToYCbCr422_Filter_8u_P3R(a.srcArr, a.srcStepArr,
-                                                   a.dstArr, a.dstStepArr, r);
-     }},
-    {"YCbCr420ToYCbCr422_Filter_P2P3R", true, 8,
-     [](const PlanarArgs& a, KelImageSize r) {
-       return keliYCbCr420ToYCbCr422_Filter_8u_P2P3R(a.src[0], a.srcStep[0],
-                                                     a.src[1], a.srcStep[1],
-                                                     a.dstArr, a.dstStepArr, r);
-     }},
-    {"YCbCr420ToYCrCb420_Filter_P2P3R", true, 2,
-     [](const PlanarArgs& a, KelImageSize r) {
-       return keliYCbCr420ToYCrCb420_Filter_8u_P2P3R(a.src[0], a.srcStep[0],
-                                                     a.src[1], a.srcStep[1],
-                                                     a.dstArr, a.dstStepArr, r);
-     }},
-};
-
-TEST(PlanarChecks, EveryPointerThenTheSizeAndNothingWritten) {
-  auto rng = kel::test::TestRng();
-  Source420 s(Source::kPlanarCbCr, 32, 8, rng);
-  Dest3 d(32, 8, 8);
-  d.Bind();
-  auto args = [&] {
-    PlanarArgs a{{s.y.data(), s.c1.data(), s.c2.data()},
-                 {s.y.step(), s.c1.step(), s.c2.step()},
-                 {d.planes[0], d.planes[1], d.planes[2]},
-                 {d.steps[0], d.steps[1], d.steps[2]}};
-    return a;
-  };
-  ForEachDispatch([&] {
-    for (const PlanarMember& m : kPlanarMembers) {
-      SCOPED_TRACE(m.name);
-      const auto y = d.y.Snapshot(), c1 = d.c1.Snapshot(), c2 = d.c2.Snapshot();
-      // Each array, each step array, each plane pointer: -8, even with a
-      // size that would fail too.
-      for (int which = 0; which < 10; ++which) {
-        if (m.interleavedSource && (which < 2 || which == 6)) continue;
-        PlanarArgs a = args();
-        if (which == 0) a.srcArr = nullptr;
-        if (which == 1) a.srcStepArr = nullptr;
-        if (which == 2) a.dstArr = nullptr;
-        if (which == 3) a.dstStepArr = nullptr;
-        if (which >= 4 && which < 7) a.src[which - 4] = nullptr;
-        if (which >= 7) a.dst[which - 7] = nullptr;
-        for (KelImageSize roi : {KelImageSize{32, 8}, KelImageSize{0, 0}})
-          EXPECT_EQ(m.call(a, roi), kelErrNullPtr) << "pointer " << which;
-      }
-      for (KelImageSize roi :
-           {KelImageSize{32, m.minHeight - 1}, KelImageSize{1, 8},
-            KelImageSize{-2, 8}, KelImageSize{32, -8}})
-        EXPECT_EQ(m.call(args(), roi), kelErrSize)
-            << roi.width << " x " << roi.height;
-      EXPECT_TRUE(d.y.Unchanged(y) && d.c1.Unchanged(c1) && d.c2.Unchanged(c2));
-      EXPECT_EQ(m.call(args(), {2, m.minHeight}), kelOk);  // the minimum
-    }
-  });
 }
 
 // ---- 4:2:0 -> packed 4:2:2 with a slice position ----------------------------
