@@ -6,6 +6,7 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -180,59 +181,47 @@ View ViewOf(Image& im) {
   return v;
 }
 
-template <class T>
-struct Args {
-  T* p[3] = {};
-  int s[3] = {};
-  T* const* arr = nullptr;
-  const int* steps = nullptr;
-
-  Args(const View& v, int& slot, int nullSlot) {
-    auto take = [&](auto* q) { return slot++ == nullSlot ? nullptr : q; };
-    if (v.planes == 3) arr = take(p), steps = take(s);
-    for (int i = 0; i < v.planes; ++i) p[i] = take(v.p[i]), s[i] = v.step[i];
-  }
-};
-
-using In = const Kel8u*;
-using Out = Kel8u*;
-using FnP3P3 = KelResult (*)(const In[3], const int[3], Out const[3],
-                             const int[3], KelImageSize);
-using FnP3P2 = KelResult (*)(const In[3], const int[3], Out, int, Out, int,
-                             KelImageSize);
-using FnP3C2 = KelResult (*)(const In[3], const int[3], Out, int, KelImageSize);
-using FnP2P3 = KelResult (*)(In, int, In, int, Out const[3], const int[3],
-                             KelImageSize);
-using FnP2C2 = KelResult (*)(In, int, In, int, Out, int, KelImageSize);
-using FnC2P3 = KelResult (*)(In, int, Out const[3], const int[3], KelImageSize);
-using FnC2P2 = KelResult (*)(In, int, Out, int, Out, int, KelImageSize);
-using FnC2C2 = KelResult (*)(In, int, Out, int, KelImageSize);
-
 using Call =
     std::function<KelResult(const View&, const View&, KelImageSize, int)>;
 
-template <class Fn>
-Call Adapt(Fn f) {
+// Lays the two images out as the member's arguments, in order: a planar
+// image as its plane and step arrays, the others plane pointer and step per
+// plane.
+template <class... P>
+Call Adapt(KelResult (*f)(P...)) {
   return [f](const View& src, const View& dst, KelImageSize roi, int null) {
+    Kel8u* arr[2][3] = {};
+    int steps[2][3] = {};
+    std::vector<intptr_t> args;
     int slot = 0;
-    const Args<const Kel8u> s(src, slot, null);
-    const Args<Kel8u> d(dst, slot, null);
-    if constexpr (std::is_same_v<Fn, FnP3P3>)
-      return f(s.arr, s.steps, d.arr, d.steps, roi);
-    else if constexpr (std::is_same_v<Fn, FnP3P2>)
-      return f(s.arr, s.steps, d.p[0], d.s[0], d.p[1], d.s[1], roi);
-    else if constexpr (std::is_same_v<Fn, FnP3C2>)
-      return f(s.arr, s.steps, d.p[0], d.s[0], roi);
-    else if constexpr (std::is_same_v<Fn, FnP2P3>)
-      return f(s.p[0], s.s[0], s.p[1], s.s[1], d.arr, d.steps, roi);
-    else if constexpr (std::is_same_v<Fn, FnP2C2>)
-      return f(s.p[0], s.s[0], s.p[1], s.s[1], d.p[0], d.s[0], roi);
-    else if constexpr (std::is_same_v<Fn, FnC2P3>)
-      return f(s.p[0], s.s[0], d.arr, d.steps, roi);
-    else if constexpr (std::is_same_v<Fn, FnC2P2>)
-      return f(s.p[0], s.s[0], d.p[0], d.s[0], d.p[1], d.s[1], roi);
-    else
-      return f(s.p[0], s.s[0], d.p[0], d.s[0], roi);
+    auto pointer = [&](const void* p) {
+      args.push_back(slot++ == null ? 0 : reinterpret_cast<intptr_t>(p));
+    };
+    for (int side = 0; side < 2; ++side) {
+      const View& v = side == 0 ? src : dst;
+      if (v.planes == 3) pointer(arr[side]), pointer(steps[side]);
+      for (int i = 0; i < v.planes; ++i) {
+        arr[side][i] = slot == null ? nullptr : v.p[i];
+        steps[side][i] = v.step[i];
+        if (v.planes == 3) {
+          ++slot;
+        } else {
+          pointer(v.p[i]);
+          args.push_back(v.step[i]);
+        }
+      }
+    }
+    size_t next = 0;
+    auto take = [&]<class T>() -> T {
+      if constexpr (std::is_same_v<T, KelImageSize>)
+        return roi;
+      else if constexpr (std::is_pointer_v<T>)
+        return reinterpret_cast<T>(args[next++]);
+      else
+        return static_cast<T>(args[next++]);
+    };
+    // Braced initialisation takes the arguments left to right.
+    return std::apply(f, std::tuple<P...>{take.template operator()<P>()...});
   };
 }
 
