@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "frame/dispatch.h"
 #include "kelcc.h"
 #include "support/dispatch_modes.h"
 #include "support/image.h"

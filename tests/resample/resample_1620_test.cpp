@@ -5,10 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <vector>
 
-#include "frame/dispatch.h"
 #include "kelcc.h"
 #include "support/dispatch_modes.h"
 #include "support/image.h"
