@@ -65,17 +65,13 @@ struct Image3 {
       auto [pw, ph] = p == 0 ? std::pair{w, h} : ChromaSize(s, w, h);
       const int slack = aligned ? 16 + (16 - pw % 16) % 16 : 3 + 2 * p + salt;
       planes.emplace_back(pw, ph, slack, aligned ? 0 : 1 + 5 * p + salt);
-      ptrs[p] = planes[p].data();
+      in[p] = ptrs[p] = planes[p].data();
       steps[p] = planes[p].step();
     }
   }
-  const Kel8u* const* in() const {
-    for (int p = 0; p < 3; ++p) cptrs[p] = ptrs[p];
-    return cptrs;
-  }
   std::vector<GuardedPlane> planes;
   Kel8u* ptrs[3];
-  mutable const Kel8u* cptrs[3];
+  const Kel8u* in[3];
   int steps[3];
 };
 
@@ -183,7 +179,7 @@ TEST(Resample1620, EveryConversionMatchesTheModelAtEveryWidth) {
           for (auto& p : src.planes) p.FillRandom(rng);
           src.planes[1].row(0)[0] = 0;  // both extremes on purpose
           src.planes[2].row(0)[0] = 255;
-          ASSERT_EQ(f.fn(src.in(), src.steps, dst.ptrs, dst.steps, {w, h}),
+          ASSERT_EQ(f.fn(src.in, src.steps, dst.ptrs, dst.steps, {w, h}),
                     kelOk);
           ASSERT_TRUE(kel::test::SameBytes(src.planes[0].Image(),
                                            dst.planes[0].Image(), w));
@@ -213,7 +209,7 @@ TEST(Resample1620, WorkedExamples) {
         for (int k = 0; k < 2; ++k)
           src.planes[1].row(r)[k] = cb[r][k],
           src.planes[2].row(r)[k] = cr[r][k];
-      ASSERT_EQ(keliYCbCr420To1620_8u_P3R(src.in(), src.steps, dst.ptrs,
+      ASSERT_EQ(keliYCbCr420To1620_8u_P3R(src.in, src.steps, dst.ptrs,
                                           dst.steps, {4, 4}),
                 kelOk);
       EXPECT_EQ(dst.planes[1].row(0)[0], 7);
@@ -232,8 +228,8 @@ TEST(Resample1620, WorkedExamples) {
           for (int k = 0; k < 18; ++k) s[k] = k % 2 == 0 ? 10 : 13;
         }
       }
-      ASSERT_EQ(keliYCbCr411To420_8u_P3R(src.in(), src.steps, dst.ptrs,
-                                         dst.steps, {w, h}),
+      ASSERT_EQ(keliYCbCr411To420_8u_P3R(src.in, src.steps, dst.ptrs, dst.steps,
+                                         {w, h}),
                 kelOk);
       const uint8_t* d = dst.planes[1].row(1);
       EXPECT_EQ(d[1], 12);   // between samples 0 and 1
