@@ -411,72 +411,52 @@ TEST_P(EncodeTest, ChecksArgumentsInOrderAndWritesNothingOnError) {
   auto dst = MakeDst(e, 8, 4, rng);
   std::vector<std::vector<uint8_t>> before;
   for (auto& d : dst) before.push_back(d->Snapshot());
+  // The pointers in the order the checks meet them: the top-level ones
+  // (before the size), then the plane pointers inside arrays. "S", "D",
+  // "T": the source, destination and step arrays; "s0", "d1": one plane
+  // pointer, passed directly or inside its array.
   const bool planarIn = e.src == Src::kP3;
-  const bool planarOut = e.shape == Shape::kCP3 ||
-                         e.shape == Shape::kCP3Shared ||
-                         e.shape == Shape::kP3P3Shared;
-
-  // What a call gets: each pointer can be nulled by name.
-  struct Args {
+  const bool planarOut = e.out == Out::kP3 || e.out == Out::kP3Shared;
+  std::vector<std::string> top = {planarIn ? "S" : "s0"}, planes;
+  for (size_t i = 0; i < (planarOut ? 0 : dst.size()); ++i)
+    top.push_back(std::string{'d', char('0' + i)});
+  if (planarOut) top.push_back("D");
+  if (e.out == Out::kP3) top.push_back("T");
+  for (int i = 0; planarIn && i < 3; ++i)
+    planes.push_back(std::string{'s', char('0' + i)});
+  for (int i = 0; planarOut && i < 3; ++i)
+    planes.push_back(std::string{'d', char('0' + i)});
+  auto call = [&](KelImageSize roi, const std::string& spoil = "") {
     const Kel8u* s[3] = {};
     Kel8u* d[3] = {};
     int steps[3] = {};
-    bool noSrcArray = false, noDstArray = false, noSteps = false;
-  };
-  auto valid = [&] {
-    Args a;
-    for (size_t i = 0; i < src.size(); ++i) a.s[i] = src[i]->data();
+    for (size_t i = 0; i < src.size(); ++i) s[i] = src[i]->data();
     for (size_t i = 0; i < dst.size(); ++i)
-      a.d[i] = dst[i]->data(), a.steps[i] = dst[i]->step();
-    return a;
-  };
-  auto call = [&](const Args& a, KelImageSize roi) {
-    const KelResult r = CallRaw(e, a.noSrcArray ? nullptr : a.s, src[0]->step(),
-                                a.noDstArray ? nullptr : a.d,
-                                a.noSteps ? nullptr : a.steps, roi);
+      d[i] = dst[i]->data(), steps[i] = dst[i]->step();
+    if (spoil[0] == 's') s[spoil[1] - '0'] = nullptr;
+    if (spoil[0] == 'd') d[spoil[1] - '0'] = nullptr;
+    const KelResult r = CallRaw(e, spoil == "S" ? nullptr : s, src[0]->step(),
+                                spoil == "D" ? nullptr : d,
+                                spoil == "T" ? nullptr : steps, roi);
     for (size_t i = 0; i < dst.size(); ++i)
       EXPECT_TRUE(dst[i]->Unchanged(before[i])) << "plane " << i;
     return r;
   };
-  // Each top-level pointer, alone.
-  std::vector<Args> topNull;
-  Args a = valid();
-  if (planarIn) {
-    a.noSrcArray = true;
-  } else {
-    a.s[0] = nullptr;
-  }
-  topNull.push_back(a);
-  if (planarOut) {
-    a = valid(), a.noDstArray = true, topNull.push_back(a);
-  } else {
-    for (size_t i = 0; i < dst.size(); ++i)
-      a = valid(), a.d[i] = nullptr, topNull.push_back(a);
-  }
-  if (e.shape == Shape::kCP3)
-    a = valid(), a.noSteps = true, topNull.push_back(a);
-  // Each plane pointer inside an array, alone.
-  std::vector<Args> planeNull;
-  for (int i = 0; planarIn && i < 3; ++i)
-    a = valid(), a.s[i] = nullptr, planeNull.push_back(a);
-  for (int i = 0; planarOut && i < 3; ++i)
-    a = valid(), a.d[i] = nullptr, planeNull.push_back(a);
 
   const KelImageSize bad[] = {{0, 4}, {8, 0}, {-3, 4}, {8, -1}, {0, 0}};
   ForEachDispatch([&] {
-    for (const Args& n : topNull) {
-      EXPECT_EQ(call(n, {8, 4}), kelErrNullPtr);
-      for (const KelImageSize roi : bad) EXPECT_EQ(call(n, roi), kelErrNullPtr);
+    for (const auto& n : top) {
+      EXPECT_EQ(call({8, 4}, n), kelErrNullPtr) << n;
+      for (const KelImageSize roi : bad) EXPECT_EQ(call(roi, n), kelErrNullPtr);
     }
-    for (const KelImageSize roi : bad)
-      EXPECT_EQ(call(valid(), roi), kelErrSize);
+    for (const KelImageSize roi : bad) EXPECT_EQ(call(roi), kelErrSize);
     if (e.crFirst) {
-      EXPECT_EQ(call(valid(), {1, 4}), kelErrSize);
-      EXPECT_EQ(call(valid(), {8, 1}), kelErrSize);
+      EXPECT_EQ(call({1, 4}), kelErrSize);
+      EXPECT_EQ(call({8, 1}), kelErrSize);
     }
-    for (const Args& n : planeNull) {
-      EXPECT_EQ(call(n, {8, 4}), kelErrNullPtr);
-      EXPECT_EQ(call(n, {0, 4}), e.crFirst ? kelErrNullPtr : kelErrSize);
+    for (const auto& n : planes) {
+      EXPECT_EQ(call({8, 4}, n), kelErrNullPtr) << n;
+      EXPECT_EQ(call({0, 4}, n), e.crFirst ? kelErrNullPtr : kelErrSize) << n;
     }
   });
 }
