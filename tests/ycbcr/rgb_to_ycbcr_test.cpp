@@ -7,9 +7,12 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <random>
 #include <string>
+#include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "kelcc.h"
@@ -29,12 +32,14 @@ enum class Src { kC3, kC4, kP3 };
 // Output layouts: 4:4:4 packed without and with the fourth byte, planes with
 // one step; 4:2:2 packed; planes with one step each; luma + chroma pairs.
 enum class Out { kC3, kAC4, kP3Shared, kC2, kP3, kP2 };
-enum class Shape { kCC, kCP3Shared, kP3P3Shared, kCP3, kCP2, kP3C };
+// Every export called one way: source planes and step, destination planes
+// and steps (any pointer may be null).
+using Call3 = std::function<KelResult(const Kel8u* const*, int, Kel8u* const*,
+                                      const int*, KelImageSize)>;
 
 struct Export {
   const char* name;
-  void (*fn)();
-  Shape shape;
+  Call3 call;
   Src src;
   bool bgr;
   Out out;
@@ -46,12 +51,12 @@ struct Export {
 
 // Everything but the arithmetic follows from the name: source order and
 // layout, sampling, component order and destination layout.
-Export Describe(const char* name, void (*fn)()) {
+Export Describe(const char* name, Call3 fn) {
   const std::string n = name, layout = n.substr(n.find("_8u_") + 4);
   const std::string to = n.substr(n.find("To") + 2);
   auto ends = [&](const char* e) { return layout.ends_with(e); };
-  Export e{name,     fn,  Shape::kCC, Src::kC3, n.starts_with("BGR"),
-           Out::kC3, 444, "",         false,    false};
+  Export e{name, fn,    Src::kC3, n.starts_with("BGR"), Out::kC3, 444,
+           "",   false, false};
   for (int s : {422, 420, 411})
     if (to.find(std::to_string(s)) != std::string::npos) e.sampling = s;
   e.src = layout.starts_with("P3")   ? Src::kP3
@@ -67,22 +72,42 @@ Export Describe(const char* name, void (*fn)()) {
           : ends("P2R")       ? Out::kP2
           : e.sampling == 444 ? Out::kP3Shared
                               : Out::kP3;
-  e.shape = e.out == Out::kP2   ? Shape::kCP2
-            : e.out == Out::kP3 ? Shape::kCP3
-            : e.src == Src::kP3
-                ? (e.out == Out::kC2 ? Shape::kP3C : Shape::kP3P3Shared)
-            : e.out == Out::kP3Shared ? Shape::kCP3Shared
-                                      : Shape::kCC;
-  e.formB = e.shape == Shape::kP3P3Shared;
+  e.formB = e.src == Src::kP3 && e.out == Out::kP3Shared;
   return e;
 }
 
-template <class F>
-void (*Erase(F* f))() {
-  return reinterpret_cast<void (*)()>(f);
+template <class... A>
+Call3 Adapt(KelResult (*f)(A...)) {
+  return [f](const Kel8u* const* s, int step, Kel8u* const* d, const int* steps,
+             KelImageSize roi) {
+    using T = std::tuple<A...>;
+    if constexpr (sizeof...(A) == 7) {  // luma plane + chroma pairs
+      return f(s[0], step, d[0], steps[0], d[1], steps[1], roi);
+    } else {
+      auto src = [&] {
+        if constexpr (std::is_same_v<std::tuple_element_t<0, T>, const Kel8u*>)
+          return s[0];
+        else
+          return s;
+      };
+      auto dst = [&] {
+        if constexpr (std::is_same_v<std::tuple_element_t<2, T>, Kel8u*>)
+          return d[0];
+        else
+          return d;
+      };
+      auto dstStep = [&] {
+        if constexpr (std::is_same_v<std::tuple_element_t<3, T>, int>)
+          return steps[0];
+        else
+          return steps;
+      };
+      return f(src(), step, dst(), dstStep(), roi);
+    }
+  };
 }
 
-#define EXP(name) Describe(#name, Erase(&keli##name))
+#define EXP(name) Describe(#name, Adapt(&keli##name))
 const Export kExports[] = {
     EXP(RGBToYCbCr_8u_C3R),       EXP(RGBToYCbCr_8u_AC4R),
     EXP(RGBToYCbCr_8u_C3P3R),     EXP(RGBToYCbCr_8u_AC4P3R),
@@ -157,32 +182,6 @@ std::vector<std::unique_ptr<GuardedPlane>> MakeSrc(const Export& e, int w,
   return s;
 }
 
-// Calls the export with explicit pointers (any of them may be null).
-KelResult CallRaw(const Export& e, const Kel8u* const src[3], int srcStep,
-                  Kel8u* const dst[3], const int* dstSteps, KelImageSize roi) {
-  switch (e.shape) {
-    case Shape::kCC:
-      return reinterpret_cast<decltype(&keliRGBToYCbCr_8u_C3R)>(e.fn)(
-          src[0], srcStep, dst[0], dstSteps[0], roi);
-    case Shape::kCP3Shared:
-      return reinterpret_cast<decltype(&keliRGBToYCbCr_8u_C3P3R)>(e.fn)(
-          src[0], srcStep, dst, dstSteps[0], roi);
-    case Shape::kP3P3Shared:
-      return reinterpret_cast<decltype(&keliRGBToYCbCr_8u_P3R)>(e.fn)(
-          src, srcStep, dst, dstSteps[0], roi);
-    case Shape::kCP3:
-      return reinterpret_cast<decltype(&keliRGBToYCbCr420_8u_C3P3R)>(e.fn)(
-          src[0], srcStep, dst, dstSteps, roi);
-    case Shape::kCP2:
-      return reinterpret_cast<decltype(&keliRGBToYCbCr420_8u_C3P2R)>(e.fn)(
-          src[0], srcStep, dst[0], dstSteps[0], dst[1], dstSteps[1], roi);
-    case Shape::kP3C:
-      return reinterpret_cast<decltype(&keliRGBToYCbCr422_8u_P3C2R)>(e.fn)(
-          src, srcStep, dst[0], dstSteps[0], roi);
-  }
-  return 1;
-}
-
 KelResult Call(const Export& e,
                const std::vector<std::unique_ptr<GuardedPlane>>& src,
                std::vector<std::unique_ptr<GuardedPlane>>& dst,
@@ -193,7 +192,7 @@ KelResult Call(const Export& e,
   for (size_t i = 0; i < src.size(); ++i) s[i] = src[i]->data();
   for (size_t i = 0; i < dst.size(); ++i)
     d[i] = dst[i]->data(), steps[i] = dst[i]->step();
-  return CallRaw(e, s, src[0]->step(), d, steps, roi);
+  return e.call(s, src[0]->step(), d, steps, roi);
 }
 
 // ---- Reference -------------------------------------------------------------
@@ -435,9 +434,9 @@ TEST_P(EncodeTest, ChecksArgumentsInOrderAndWritesNothingOnError) {
       d[i] = dst[i]->data(), steps[i] = dst[i]->step();
     if (spoil[0] == 's') s[spoil[1] - '0'] = nullptr;
     if (spoil[0] == 'd') d[spoil[1] - '0'] = nullptr;
-    const KelResult r = CallRaw(e, spoil == "S" ? nullptr : s, src[0]->step(),
-                                spoil == "D" ? nullptr : d,
-                                spoil == "T" ? nullptr : steps, roi);
+    const KelResult r =
+        e.call(spoil == "S" ? nullptr : s, src[0]->step(),
+               spoil == "D" ? nullptr : d, spoil == "T" ? nullptr : steps, roi);
     for (size_t i = 0; i < dst.size(); ++i)
       EXPECT_TRUE(dst[i]->Unchanged(before[i])) << "plane " << i;
     return r;
