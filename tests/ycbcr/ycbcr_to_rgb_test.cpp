@@ -312,24 +312,15 @@ struct Case {
         const Form f = x < bodyEnd ? m.body : Inverse16;
         const Rgb8 c = f(Luma(x, y), Chroma(1, x, y), Chroma(2, x, y));
         const uint8_t first = m.bgr ? c.b : c.r, last = m.bgr ? c.r : c.b;
-        switch (m.dst) {
-          case Dst::kC3: {
-            uint8_t* p = &out[0][size_t(y) * 3 * w + 3 * x];
-            p[0] = first, p[1] = c.g, p[2] = last;
-            break;
-          }
-          case Dst::kC4:
-          case Dst::kAc4: {
-            uint8_t* p = &out[0][size_t(y) * 4 * w + 4 * x];
-            p[0] = first, p[1] = c.g, p[2] = last;
-            if (m.dst == Dst::kC4) p[3] = alpha;
-            break;
-          }
-          case Dst::kP3:
-            out[0][size_t(y) * w + x] = c.r;
-            out[1][size_t(y) * w + x] = c.g;
-            out[2][size_t(y) * w + x] = c.b;
-            break;
+        if (m.dst == Dst::kP3) {
+          out[0][size_t(y) * w + x] = c.r;
+          out[1][size_t(y) * w + x] = c.g;
+          out[2][size_t(y) * w + x] = c.b;
+        } else {
+          const int n = m.dst == Dst::kC3 ? 3 : 4;
+          uint8_t* p = &out[0][(size_t(y) * w + x) * n];
+          p[0] = first, p[1] = c.g, p[2] = last;
+          if (m.dst == Dst::kC4) p[3] = alpha;
         }
       }
     }
