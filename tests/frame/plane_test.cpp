@@ -151,8 +151,9 @@ TEST(PlaneCopy8u, CachePolicyThresholds) {
       {4100, 1100, 5, 64, 0, 8 << 20, 1, P::kStreamUnaligned},
       {4163, 1100, 5, 64, 17, 8 << 20, 1, P::kStreamUnaligned},
       // Contiguous planes are one run of any size; above 4 MiB it streams.
+      // (Which long cached run is taken depends on page offsets, which
+      // these planes do not fix; ByteCopy's own test covers that.)
       {100, 3, 0, 0, 5, 1 << 20, 0, P::kOneRun, B::kShort},
-      {1000, 40, 0, 0, 5, 1 << 20, 0, P::kOneRun, B::kRep},
       {4096, 1100, 0, 0, 5, 1 << 20, 1, P::kOneRun, B::kStream},
   };
   std::mt19937 rng = kel::test::TestRng();
