@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <functional>
 #include <memory>
 #include <random>
@@ -24,12 +23,12 @@ namespace {
 using kel::test::GuardedPlane;
 using kel::ycbcr::Rgb8;
 
-enum class Src { kPacked444, kAc4, kPlanar444, kPlanar, kSemi, kPacked422 };
+enum class Src { kPacked444, kAc4, kPlanar, kSemi, kPacked422 };
 enum class Dst { kC3, kC4, kP3, kAc4 };
 using Form = Rgb8 (*)(int, int, int);
 
-// Pointers and steps handed to an export. For packed images only entry 0 is
-// used; a semi-planar source uses entries 0 (luma) and 1 (chroma pairs).
+// Pointers and steps handed to an export; a semi-planar source uses entries
+// 0 (luma) and 1 (chroma pairs).
 struct Io {
   const uint8_t* const* src;
   const int* srcStep;
@@ -38,9 +37,7 @@ struct Io {
 };
 using Invoke = std::function<KelResult(const Io&, KelImageSize, uint8_t)>;
 
-// One adapter for every signature shape: 4:4:4 or packed source pointer
-// and step, plane arrays with one step or a step each, luma + chroma pairs;
-// a trailing Kel8u is the alpha value.
+// One adapter for every signature shape; a trailing Kel8u is the alpha.
 template <class... A>
 Invoke Wrap(KelResult (*f)(A...)) {
   return [f](const Io& io, KelImageSize r, uint8_t a) {
@@ -83,21 +80,19 @@ Invoke Wrap(KelResult (*f)(A...)) {
   };
 }
 
-// What a member does, stated plainly for the model. Layout, sampling,
-// component order and destination follow from the name; the arithmetic
-// form and the 2^16 remainder are given per member.
+// What a member does, for the model: layout, sampling and order come from
+// the name; the form and the 2^16 remainder (last (width / 2) mod 8 pairs)
+// are given per member.
 struct Member {
   std::string name;
   Src src;
-  int subX = 1, subY = 1;  // chroma sampling
-  const char* order = "";  // byte order of packed 4:2:2 ("YUYV", ...)
-  bool crFirst;            // Cr before Cb
+  int subX = 1, subY = 1;
+  const char* order = "";  // packed 4:2:2 byte order
+  bool crFirst, bgr, remainder16, filtered;
   Dst dst;
-  bool bgr;
   Form body;
-  bool remainder16;  // last (width / 2) mod 8 pairs in the 2^16 form
-  bool filtered;     // vertically filtered chroma
   Invoke call;
+  bool OneStep() const { return src == Src::kPlanar && subX == 1; }
 };
 
 Member Describe(std::string name, Form body, bool remainder16, Invoke call) {
@@ -109,13 +104,11 @@ Member Describe(std::string name, Form body, bool remainder16, Invoke call) {
   if (from.find("411") != std::string::npos) m.subX = 4;
   m.crFirst = from.rfind("YCrCb", 0) == 0;
   m.order = m.crFirst ? "YVYU" : from.rfind("CbYCr", 0) == 0 ? "UYVY" : "YUYV";
-  const bool sub = m.subX > 1;
   m.src = layout == "C3R"              ? Src::kPacked444
           : layout == "AC4R"           ? Src::kAc4
           : layout.rfind("C2", 0) == 0 ? Src::kPacked422
           : layout.rfind("P2", 0) == 0 ? Src::kSemi
-          : sub                        ? Src::kPlanar
-                                       : Src::kPlanar444;
+                                       : Src::kPlanar;
   auto ends = [&](const char* e) {
     return layout.size() >= 3 && layout.substr(layout.size() - 3) == e;
   };
@@ -184,33 +177,13 @@ struct Shape {
 };
 std::vector<Shape> SrcShapes(const Member& m, int w, int h) {
   const int cw = w / m.subX, ch = h / m.subY;
-  switch (m.src) {
-    case Src::kPacked444:
-      return {{3 * w, h}};
-    case Src::kAc4:
-      return {{4 * w, h}};
-    case Src::kPacked422:
-      return {{2 * w, h}};
-    case Src::kPlanar444:
-      return {{w, h}, {w, h}, {w, h}};
-    case Src::kPlanar:
-      return {{w, h}, {cw, ch}, {cw, ch}};
-    case Src::kSemi:
-      return {{w, h}, {2 * cw, ch}};
-  }
-  return {};
+  if (m.src == Src::kPlanar) return {{w, h}, {cw, ch}, {cw, ch}};
+  if (m.src == Src::kSemi) return {{w, h}, {2 * cw, ch}};
+  return {{(m.src == Src::kPacked444 ? 3 : m.src == Src::kAc4 ? 4 : 2) * w, h}};
 }
 std::vector<Shape> DstShapes(const Member& m, int w, int h) {
-  switch (m.dst) {
-    case Dst::kC3:
-      return {{3 * w, h}};
-    case Dst::kC4:
-    case Dst::kAc4:
-      return {{4 * w, h}};
-    case Dst::kP3:
-      return {{w, h}, {w, h}, {w, h}};
-  }
-  return {};
+  if (m.dst == Dst::kP3) return {{w, h}, {w, h}, {w, h}};
+  return {{(m.dst == Dst::kC3 ? 3 : 4) * w, h}};
 }
 
 // Source and destination images of one call, with guards and canaries.
@@ -225,33 +198,27 @@ struct Case {
   Case(const Member& member, int width, int height, std::mt19937& rng)
       : m(member), w(width), h(height) {
     std::uniform_int_distribution<int> slackDist(0, 40), misalignDist(0, 31);
-    auto plane = [&](std::vector<std::unique_ptr<GuardedPlane>>& v,
-                     int rowBytes, int rows, int slack) {
-      v.push_back(std::make_unique<GuardedPlane>(rowBytes, rows, slack,
-                                                 misalignDist(rng)));
-    };
     // Planes that share one step get the same slack.
     const int srcSlack = slackDist(rng), dstSlack = slackDist(rng);
-    for (const Shape& s : SrcShapes(m, w, h))
-      plane(src, s.rowBytes, s.rows,
-            m.src == Src::kPlanar444 ? srcSlack : slackDist(rng));
-    for (const Shape& s : DstShapes(m, w, h))
-      plane(dst, s.rowBytes, s.rows, dstSlack);
-    for (size_t i = 0; i < src.size(); ++i) {
-      src[i]->FillRandom(rng);
-      srcPtr[i] = src[i]->data();
-      srcStep[i] = src[i]->step();
+    auto add = [&](auto& v, const Shape& s, int slack) {
+      v.push_back(std::make_unique<GuardedPlane>(s.rowBytes, s.rows, slack,
+                                                 misalignDist(rng)));
+      v.back()->FillRandom(rng);
+    };
+    for (const Shape& s : SrcShapes(m, w, h)) {
+      add(src, s, m.OneStep() ? srcSlack : slackDist(rng));
+      srcPtr[src.size() - 1] = src.back()->data();
+      srcStep[src.size() - 1] = src.back()->step();
     }
-    for (size_t i = 0; i < dst.size(); ++i) {
-      dst[i]->FillRandom(rng);
-      dstPtr[i] = dst[i]->data();
+    for (const Shape& s : DstShapes(m, w, h)) {
+      add(dst, s, dstSlack);
+      dstPtr[dst.size() - 1] = dst.back()->data();
     }
   }
 
   Io io() const { return {srcPtr, srcStep, dstPtr, dst[0]->step()}; }
 
-  // Where pixel (x, y) keeps its luma and its own chroma samples (plane 1
-  // = Cb, 2 = Cr).
+  // Where pixel (x, y) keeps its luma and its chroma (plane 1 = Cb, 2 = Cr).
   uint8_t* LumaAt(int x, int y) const {
     uint8_t* row = src[0]->row(y);
     const std::string o = m.order;
@@ -272,8 +239,6 @@ struct Case {
         return src[0]->row(y) + 3 * x + plane;
       case Src::kAc4:
         return src[0]->row(y) + 4 * x + plane;
-      case Src::kPlanar444:
-        return src[plane]->row(y) + x;
       case Src::kPacked422:
         return src[0]->row(y) + 4 * (x / 2) +
                std::string(m.order).find(plane == 1 ? 'U' : 'V');
@@ -296,10 +261,9 @@ struct Case {
            4;
   }
 
-  // The destination images the model expects, from the images as they
-  // were before the call. Pixels outside whole chroma blocks (an odd last
-  // column or row, the last width mod 4 columns of 4:1:1) keep their bytes:
-  // they have no chroma sample of their own.
+  // The destinations the model expects. Pixels outside whole chroma blocks
+  // (odd last column or row, last width mod 4 columns of 4:1:1) keep their
+  // bytes.
   std::vector<std::vector<uint8_t>> Expected(uint8_t alpha) const {
     std::vector<std::vector<uint8_t>> out;
     for (const auto& d : dst) out.push_back(d->Image());
@@ -334,8 +298,7 @@ struct Case {
   }
 };
 
-// Runs member `m` on a random w x h image in the current mode and checks
-// every destination byte, the bytes around them and the result.
+// Every destination byte, the canaries, the source and the result.
 void CheckAgainstModel(const Member& m, int w, int h, std::mt19937& rng) {
   Case c(m, w, h, rng);
   const uint8_t alpha = static_cast<uint8_t>(rng());
@@ -363,11 +326,11 @@ constexpr int kWidthStride = 1;
 
 TEST(YCbCrToRgb, EveryMemberMatchesTheModel) {
   auto rng = kel::test::TestRng();
-  std::vector<std::pair<int, int>> sizes = {{100, 6},  {127, 7}, {128, 8},
-                                            {129, 9},  {143, 4}, {161, 3},
-                                            {200, 11}, {255, 2}, {333, 5}};
+  // Every width around the 16- and 32-pixel blocks, odd and even heights,
+  // and a few wide images with long bodies.
+  std::vector<std::pair<int, int>> sizes = {{129, 4}, {161, 3}, {333, 5}};
   for (int w = 1; w <= 70; w += kWidthStride)
-    for (int h = 1; h <= 5; ++h) sizes.push_back({w, h});
+    for (int h = 1; h <= 4; ++h) sizes.push_back({w, h});
   for (const Member& m : Members()) {
     kel::test::ForEachDispatch([&] {
       for (auto [w, h] : sizes) {
@@ -378,11 +341,8 @@ TEST(YCbCrToRgb, EveryMemberMatchesTheModel) {
   }
 }
 
-// ---- Worked examples ----------------------------------------------------
-
-// Range ends with neutral chroma, in the vector blocks and in the
-// remainder: luma 0 and 255 clamp to black and white in every member; the
-// 4:2:0 members also take studio black and white (16, 235) to the ends.
+// Neutral chroma, in the blocks and the remainder: luma 0 and 255 give
+// black and white; the 4:2:0 members also take 16 and 235 to the ends.
 TEST(YCbCrToRgb, RangeEndsGiveBlackAndWhite) {
   const int want[4] = {0, 0, 255, 255};
   for (const Member& m : Members()) {
@@ -420,8 +380,6 @@ const Member& Named(const std::string& name) {
   return Members()[0];
 }
 
-// ---- Choices of this library ---------------------------------------------
-
 // The filtered member: each luma row takes 3/4 of its chroma row and 1/4 of
 // the nearer neighbour; the outermost rows use their own row twice.
 TEST(YCbCrToRgb, FilteredChromaInterpolatesBetweenChromaRows) {
@@ -456,7 +414,7 @@ TEST(YCbCrToRgb, FilteredChromaInterpolatesBetweenChromaRows) {
 TEST(YCbCrToRgb, AccessesStayInsideExactPlanes) {
   std::mt19937 rng = kel::test::TestRng();
   for (const Member& m : Members()) {
-    for (int w : {1, 2, 3, 4, 5, 15, 16, 17, 31, 32, 33, 34, 63, 64, 65}) {
+    for (int w : {1, 2, 3, 5, 15, 16, 17, 33, 34, 64, 65}) {
       for (int h : {1, 2, 3}) {
         std::vector<std::vector<uint8_t>> src, dst;
         const uint8_t* sp[3] = {};
@@ -464,7 +422,7 @@ TEST(YCbCrToRgb, AccessesStayInsideExactPlanes) {
         int steps[3] = {};
         for (const Shape s : SrcShapes(m, w, h)) {
           // Planes that share a step get the luma plane's.
-          steps[src.size()] = m.src == Src::kPlanar444 ? w : s.rowBytes;
+          steps[src.size()] = m.OneStep() ? w : s.rowBytes;
           src.emplace_back(std::max(1, s.rowBytes * s.rows));
           for (auto& b : src.back()) b = static_cast<uint8_t>(rng());
           sp[src.size() - 1] = src.back().data();
@@ -480,17 +438,14 @@ TEST(YCbCrToRgb, AccessesStayInsideExactPlanes) {
   }
 }
 
-// ---- Argument checks ------------------------------------------------------
-
-// Every pointer a member takes, in the order the checks meet them: the
-// top-level ones (checked before the size), then the plane pointers inside
-// arrays. "S", "T", "D": the source array, the step array, the destination
-// array; "s1", "d2": a source or destination plane pointer.
+// Every pointer a member takes, in check order: top-level ones (before the
+// size), then plane pointers in arrays. "S", "T", "D": source, step and
+// destination arrays; "s1", "d2": a plane pointer.
 using Slots = std::vector<std::string>;
 std::pair<Slots, Slots> SlotsOf(const Member& m) {
   Slots top, planes;
-  if (m.src == Src::kPlanar444 || m.src == Src::kPlanar) {
-    top = m.src == Src::kPlanar ? Slots{"S", "T"} : Slots{"S"};
+  if (m.src == Src::kPlanar) {
+    top = m.OneStep() ? Slots{"S"} : Slots{"S", "T"};
     planes = {"s0", "s1", "s2"};
   } else {
     top = m.src == Src::kSemi ? Slots{"s0", "s1"} : Slots{"s0"};
@@ -552,14 +507,11 @@ TEST(YCbCrToRgb, NegativeStepsWalkUpwards) {
     uint8_t* d0 = down.data();
     Io io{c.srcPtr, c.srcStep, &d0, 64 * 3};
     ASSERT_EQ(m.call(io, {64, 4}, 0), kelOk);
-    // Luma rows and chroma rows both reversed: pairs (3,2) and (1,0) share
-    // chroma rows 1 and 0.
     const uint8_t* s[2] = {c.src[0]->row(3), c.src[1]->row(1)};
     const int st[2] = {-c.srcStep[0], -c.srcStep[1]};
     uint8_t* d1 = up.data() + 3 * 64 * 3;
     Io rev{s, st, &d1, -64 * 3};
     ASSERT_EQ(m.call(rev, {64, 4}, 0), kelOk);
-    // Row pair (3, 2) uses chroma row 1, as (2, 3) does going down.
     EXPECT_TRUE(kel::test::SameBytes(down, up, 64 * 3));
   });
 }
