@@ -37,46 +37,34 @@ struct Io {
 };
 using Invoke = std::function<KelResult(const Io&, KelImageSize, uint8_t)>;
 
+// Entry 0 where the export takes one pointer or step, else the array.
+template <class P, class A>
+P Arg(A arr) {
+  if constexpr (std::is_convertible_v<A, P>)
+    return arr;
+  else
+    return arr[0];
+}
+
 // One adapter for every signature shape; a trailing Kel8u is the alpha.
 template <class... A>
 Invoke Wrap(KelResult (*f)(A...)) {
   return [f](const Io& io, KelImageSize r, uint8_t a) {
     using T = std::tuple<A...>;
-    constexpr bool semi =
-        std::is_same_v<std::tuple_element_t<2, T>, const Kel8u*>;
-    constexpr bool alpha =
-        std::is_same_v<std::tuple_element_t<sizeof...(A) - 1, T>, Kel8u>;
     auto tail = [&](auto... head) {
-      if constexpr (alpha)
+      if constexpr (std::is_same_v<std::tuple_element_t<sizeof...(A) - 1, T>,
+                                   Kel8u>)
         return f(head..., r, a);
       else
         return f(head..., r);
     };
-    auto dst = [&] {
-      if constexpr (std::is_same_v<std::tuple_element_t<semi ? 4 : 2, T>,
-                                   Kel8u*>)
-        return io.dst[0];
-      else
-        return io.dst;
-    };
-    if constexpr (semi) {
-      return tail(io.src[0], io.srcStep[0], io.src[1], io.srcStep[1], dst(),
-                  io.dstStep);
-    } else {
-      auto src = [&] {
-        if constexpr (std::is_same_v<std::tuple_element_t<0, T>, const Kel8u*>)
-          return io.src[0];
-        else
-          return io.src;
-      };
-      auto step = [&] {
-        if constexpr (std::is_same_v<std::tuple_element_t<1, T>, int>)
-          return io.srcStep[0];
-        else
-          return io.srcStep;
-      };
-      return tail(src(), step(), dst(), io.dstStep);
-    }
+    if constexpr (std::is_same_v<std::tuple_element_t<2, T>, const Kel8u*>)
+      return tail(io.src[0], io.srcStep[0], io.src[1], io.srcStep[1],
+                  Arg<std::tuple_element_t<4, T>>(io.dst), io.dstStep);
+    else
+      return tail(Arg<std::tuple_element_t<0, T>>(io.src),
+                  Arg<std::tuple_element_t<1, T>>(io.srcStep),
+                  Arg<std::tuple_element_t<2, T>>(io.dst), io.dstStep);
   };
 }
 
