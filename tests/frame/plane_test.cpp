@@ -79,46 +79,7 @@ struct PageBuffer {
   return ::testing::AssertionSuccess();
 }
 
-template <class Isa>
-void CopyPlaneAndCheck(const GuardedPlane& src, GuardedPlane& dst) {
-  const int w = src.rowBytes(), h = src.rows();
-  EXPECT_EQ(kel::frame::PlaneCopy8u<Isa>(src.data(), src.step(), dst.data(),
-                                         dst.step(), {w, h}),
-            kelOk);
-  EXPECT_TRUE(kel::test::SameBytes(src.Image(), dst.Image(), w));
-  EXPECT_TRUE(dst.CanaryIntactOutside(w, h));
-}
-
-TEST(PlaneCopy8u, EveryWidthClassAndAlignmentCopiesExactly) {
-  std::mt19937 rng = kel::test::TestRng();
-  std::vector<int> widths;
-  for (int w = 1; w <= 66; ++w) widths.push_back(w);
-  for (int w : {129, 511, 512, 513, 543, 544, 1024, 1055, 1056, 1089})
-    widths.push_back(w);
-  ForEachIsa([&]<class Isa>() {
-    for (int w : widths) {
-      for (int mis : {0, 1, 32, 45}) {
-        for (int slack : {0, 7, 64}) {
-          SCOPED_TRACE(::testing::Message()
-                       << w << " +" << mis << " " << slack);
-          GuardedPlane src(w, 3, slack + 3, mis * 7 % 64),
-              dst(w, 3, slack, mis);
-          src.FillRandom(rng);
-          Observed seen;
-          CopyPlaneAndCheck<Isa>(src, dst);
-          EXPECT_EQ(seen.trace.cacheQueries, 0);
-          EXPECT_EQ(seen.trace.planeCopy,
-                    w < 512 ? PlaneCopyPath::kNarrowRows
-                    : mis % 32 == 0 && slack % 32 == 0 && w % 32 == 0
-                        ? PlaneCopyPath::kForwardAligned
-                        : PlaneCopyPath::kForwardUnaligned);
-        }
-      }
-    }
-  });
-}
-
-TEST(PlaneCopy8u, CachePolicyThresholds) {
+TEST(PlaneCopy8u, EveryWidthClassAlignmentAndCachePolicy) {
   using P = PlaneCopyPath;
   using B = ByteCopyPath;
   struct Case {
@@ -127,7 +88,9 @@ TEST(PlaneCopy8u, CachePolicyThresholds) {
     int queries;
     P path;
     B run = B::kNone;
-  } cases[] = {
+    int srcMisalign = 0;
+  };
+  std::vector<Case> cases = {
       // Up to 3 MiB no query; above, a small cache streams. Width 511
       // never asks nor streams.
       {1024, 3072, 32, 64, 0, 1 << 16, 0, P::kForwardAligned},
@@ -144,17 +107,36 @@ TEST(PlaneCopy8u, CachePolicyThresholds) {
       {100, 3, 0, 0, 5, 1 << 20, 0, P::kOneRun, B::kShort},
       {4096, 1100, 0, 0, 5, 1 << 20, 1, P::kOneRun, B::kStream},
   };
+  // Small planes at every width class; unequal steps never run backward.
+  std::vector<int> widths;
+  for (int w = 1; w <= 66; ++w) widths.push_back(w);
+  for (int w : {129, 511, 512, 513, 543, 544, 1024, 1055, 1056, 1089})
+    widths.push_back(w);
+  for (int w : widths)
+    for (int mis : {0, 1, 32, 45})
+      for (int slack : {0, 7, 64})
+        cases.push_back({w, 3, slack + 3, slack, mis, kFails, 0,
+                         w < 512 ? P::kNarrowRows
+                         : mis % 32 == 0 && slack % 32 == 0 && w % 32 == 0
+                             ? P::kForwardAligned
+                             : P::kForwardUnaligned,
+                         B::kNone, mis * 7 % 64});
   std::mt19937 rng = kel::test::TestRng();
   for (const Case& c : cases) {
-    SCOPED_TRACE(::testing::Message() << c.w << "x" << c.h);
-    GuardedPlane src(c.w, c.h, c.srcSlack);
+    SCOPED_TRACE(::testing::Message() << c.w << "x" << c.h << " +"
+                                      << c.dstMisalign << " " << c.dstSlack);
+    GuardedPlane src(c.w, c.h, c.srcSlack, c.srcMisalign);
     GuardedPlane dst(c.w, c.h, c.dstSlack, c.dstMisalign);
     src.FillRandom(rng);
     g_cacheSize = c.cache;
     ForEachIsa([&]<class Isa>() {
       dst.Fill(0);
       Observed seen;
-      CopyPlaneAndCheck<Isa>(src, dst);
+      EXPECT_EQ(kel::frame::PlaneCopy8u<Isa>(src.data(), src.step(), dst.data(),
+                                             dst.step(), {c.w, c.h}),
+                kelOk);
+      EXPECT_TRUE(kel::test::SameBytes(src.Image(), dst.Image(), c.w));
+      EXPECT_TRUE(dst.CanaryIntactOutside(c.w, c.h));
       EXPECT_EQ(seen.trace.planeCopy, c.path);
       EXPECT_EQ(seen.trace.byteCopy, c.run);
       EXPECT_EQ(seen.trace.cacheQueries, c.queries);
