@@ -207,36 +207,24 @@ struct Case {
   Io io() const { return {srcPtr, srcStep, dstPtr, dst[0]->step()}; }
 
   // Where pixel (x, y) keeps its luma and its chroma (plane 1 = Cb, 2 = Cr).
+  int Packed() const {  // bytes per pixel of a packed 4:4:4 source, else 0
+    return m.src == Src::kPacked444 ? 3 : m.src == Src::kAc4 ? 4 : 0;
+  }
   uint8_t* LumaAt(int x, int y) const {
-    uint8_t* row = src[0]->row(y);
     const std::string o = m.order;
-    switch (m.src) {
-      case Src::kPacked444:
-        return row + 3 * x;
-      case Src::kAc4:
-        return row + 4 * x;
-      case Src::kPacked422:
-        return row + 4 * (x / 2) + o.find('Y', x % 2 ? o.find('Y') + 1 : 0);
-      default:
-        return row + x;
-    }
+    if (m.src == Src::kPacked422)
+      return src[0]->row(y) + 4 * (x / 2) +
+             o.find('Y', x % 2 ? o.find('Y') + 1 : 0);
+    return src[0]->row(y) + std::max(1, Packed()) * x;
   }
   uint8_t* ChromaAt(int plane, int x, int y) const {
-    switch (m.src) {
-      case Src::kPacked444:
-        return src[0]->row(y) + 3 * x + plane;
-      case Src::kAc4:
-        return src[0]->row(y) + 4 * x + plane;
-      case Src::kPacked422:
-        return src[0]->row(y) + 4 * (x / 2) +
-               std::string(m.order).find(plane == 1 ? 'U' : 'V');
-      case Src::kSemi:
-        return src[1]->row(y / 2) + 2 * (x / 2) +
-               ((plane == 2) != m.crFirst ? 1 : 0);
-      case Src::kPlanar:
-        return src[m.crFirst ? 3 - plane : plane]->row(y / m.subY) + x / m.subX;
-    }
-    return nullptr;
+    if (Packed()) return src[0]->row(y) + Packed() * x + plane;
+    if (m.src == Src::kPacked422)
+      return src[0]->row(y) + 4 * (x / 2) +
+             std::string(m.order).find(plane == 1 ? 'U' : 'V');
+    if (m.src == Src::kSemi)
+      return src[1]->row(y / 2) + 2 * (x / 2) + ((plane == 2) != m.crFirst);
+    return src[m.crFirst ? 3 - plane : plane]->row(y / m.subY) + x / m.subX;
   }
   int Luma(int x, int y) const { return *LumaAt(x, y); }
   int Chroma(int plane, int x, int y) const {
@@ -263,15 +251,13 @@ struct Case {
       for (int x = 0; x < cols; ++x) {
         const Form f = x < bodyEnd ? m.body : Inverse16;
         const Rgb8 c = f(Luma(x, y), Chroma(1, x, y), Chroma(2, x, y));
-        const uint8_t first = m.bgr ? c.b : c.r, last = m.bgr ? c.r : c.b;
+        const uint8_t rgb[3] = {c.r, c.g, c.b};
+        const size_t at = size_t(y) * w + x;
         if (m.dst == Dst::kP3) {
-          out[0][size_t(y) * w + x] = c.r;
-          out[1][size_t(y) * w + x] = c.g;
-          out[2][size_t(y) * w + x] = c.b;
+          for (int k = 0; k < 3; ++k) out[k][at] = rgb[k];
         } else {
-          const int n = m.dst == Dst::kC3 ? 3 : 4;
-          uint8_t* p = &out[0][(size_t(y) * w + x) * n];
-          p[0] = first, p[1] = c.g, p[2] = last;
+          uint8_t* p = &out[0][at * (m.dst == Dst::kC3 ? 3 : 4)];
+          for (int k = 0; k < 3; ++k) p[k] = rgb[m.bgr ? 2 - k : k];
           if (m.dst == Dst::kC4) p[3] = alpha;
         }
       }
@@ -280,9 +266,9 @@ struct Case {
   }
 
   KelResult ExpectedResult() const {
-    if (m.subY == 2 && (w % 2 || h % 2)) return kelWarnOddSize;
-    if (m.subX == 4 && w % 4) return kelWarnOddSize;
-    return kelOk;
+    const bool odd =
+        (m.subY == 2 && (w % 2 || h % 2)) || (m.subX == 4 && w % 4);
+    return odd ? kelWarnOddSize : kelOk;
   }
 };
 
