@@ -39,10 +39,9 @@ struct Export {
   Src src;
   bool bgr;
   Out out;
-  int sampling;    // 444, 422, 420 or 411
-  const char* c2;  // packed 4:2:2 byte order, e.g. "YUYV" for Y0 Cb Y1 Cr
-  bool crFirst;    // planes Y, Cr, Cb
-  bool formB;      // block form B in the vector blocks
+  int sampling;         // 444, 422, 420 or 411
+  const char* c2;       // packed 4:2:2 byte order, e.g. "YUYV" for Y0 Cb Y1 Cr
+  bool crFirst, formB;  // planes Y, Cr, Cb; block form B in vector blocks
 };
 
 // Everything but the arithmetic follows from the name.
@@ -111,40 +110,40 @@ const Export kExports[] = {
 };
 #undef EXP
 
-void PrintTo(const Export& e, std::ostream* os) { *os << e.name; }
-
 int SrcBytes(Src s) { return s == Src::kC3 ? 3 : s == Src::kC4 ? 4 : 1; }
 int OutBytes(Out o) {
   return o == Out::kC3 ? 3 : o == Out::kAC4 ? 4 : o == Out::kC2 ? 2 : 1;
 }
 
-// Destination planes for a w x h region, with random slack and
-// misalignment; the 4:4:4 planar members share one step.
-Planes MakeDst(const Export& e, int w, int h, std::mt19937& rng) {
+// Guarded planes of the given shapes (row bytes, rows) with random
+// misalignment and slack, one slack for all if `sharedStep`.
+Planes MakePlanes(const std::vector<std::pair<int, int>>& shapes,
+                  bool sharedStep, std::mt19937& rng) {
   std::uniform_int_distribution<int> slack(0, 40), mis(0, 63);
+  const int shared = slack(rng);
+  Planes p;
+  for (auto [bytes, rows] : shapes) {
+    p.push_back(std::make_unique<GuardedPlane>(
+        bytes, rows, sharedStep ? shared : slack(rng), mis(rng)));
+    p.back()->FillRandom(rng);
+  }
+  return p;
+}
+
+Planes MakeSrc(const Export& e, int w, int h, std::mt19937& rng) {
+  return MakePlanes(std::vector<std::pair<int, int>>(e.src == Src::kP3 ? 3 : 1,
+                                                     {SrcBytes(e.src) * w, h}),
+                    true, rng);
+}
+
+Planes MakeDst(const Export& e, int w, int h, std::mt19937& rng) {
   const int cw = e.sampling == 444 ? w : e.sampling == 411 ? w / 4 : w / 2;
-  const int ch = e.sampling == 420 ? h / 2 : h, shared = slack(rng);
+  const int ch = e.sampling == 420 ? h / 2 : h;
   std::vector<std::pair<int, int>> shapes = {{OutBytes(e.out) * w, h}};
   if (e.out == Out::kP3Shared || e.out == Out::kP3)
     shapes.insert(shapes.end(), 2, {cw, ch});
   if (e.out == Out::kP2) shapes.push_back({w & ~1, h / 2});
-  Planes d;
-  for (auto [bytes, rows] : shapes)
-    d.push_back(std::make_unique<GuardedPlane>(
-        bytes, rows, e.out == Out::kP3Shared ? shared : slack(rng), mis(rng)));
-  return d;
-}
-
-Planes MakeSrc(const Export& e, int w, int h, std::mt19937& rng) {
-  std::uniform_int_distribution<int> slack(0, 40), mis(0, 63);
-  Planes s;
-  const int sl = slack(rng);
-  for (int i = 0; i < (e.src == Src::kP3 ? 3 : 1); ++i) {
-    s.push_back(
-        std::make_unique<GuardedPlane>(SrcBytes(e.src) * w, h, sl, mis(rng)));
-    s.back()->FillRandom(rng);
-  }
-  return s;
+  return MakePlanes(shapes, e.out == Out::kP3Shared, rng);
 }
 
 // Calls e on the planes; `spoil` names one pointer to pass as null: "S",
@@ -275,7 +274,6 @@ TEST_P(EncodeTest, MatchesTheForms) {
     SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h));
     const auto src = MakeSrc(e, w, h, rng);
     auto dst = MakeDst(e, w, h, rng);
-    for (auto& d : dst) d->FillRandom(rng);
     const auto expected = Expected(e, src, dst, w, h);
     ASSERT_EQ(Call(e, src, dst, {w, h}), ExpectedResult(e, {w, h}));
     for (size_t i = 0; i < dst.size(); ++i) {
@@ -384,16 +382,13 @@ std::vector<uint8_t> Row(int w, int r, int g, int b) {
 TEST(EncodeExamples, LumaOf0_1_51DependsOnThePlaceInTheRow) {
   ForEachDispatch([] {
     // Pixels 0..15 are a vector block (form A: 21), pixel 16 the remainder
-    // (exact form: 22); width 1 is all remainder.
+    // (exact form: 22).
     const auto src = Row(17, 0, 1, 51);
     std::vector<uint8_t> dst(3 * 17);
     ASSERT_EQ(keliRGBToYCbCr_8u_C3R(src.data(), 51, dst.data(), 51, {17, 1}),
               kelOk);
     for (int x = 0; x < 16; ++x) EXPECT_EQ(dst[3 * x], 21) << x;
     EXPECT_EQ(dst[48], 22);
-    ASSERT_EQ(keliRGBToYCbCr_8u_C3R(src.data(), 3, dst.data(), 3, {1, 1}),
-              kelOk);
-    EXPECT_EQ(dst[0], 22);
     // The planar member uses form B in its blocks, which gives 22 as well.
     std::vector<uint8_t> r(16, 0), g(16, 1), b(16, 51), y(16), cb(16), cr(16);
     const Kel8u* planes[3] = {r.data(), g.data(), b.data()};
