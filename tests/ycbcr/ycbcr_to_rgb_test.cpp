@@ -73,43 +73,37 @@ Invoke Wrap(KelResult (*f)(A...)) {
 // are given per member.
 struct Member {
   std::string name;
-  Src src;
+  Form body;
+  bool remainder16;
+  Invoke call;
+  Src src = Src::kPlanar;
   int subX = 1, subY = 1;
   const char* order = "";  // packed 4:2:2 byte order
-  bool crFirst, bgr, remainder16, filtered;
-  Dst dst;
-  Form body;
-  Invoke call;
+  bool crFirst = false, bgr = false, filtered = false;
+  Dst dst = Dst::kP3;
   bool OneStep() const { return src == Src::kPlanar && subX == 1; }
 };
 
 Member Describe(std::string name, Form body, bool remainder16, Invoke call) {
-  Member m;
+  Member m{name, body, remainder16, std::move(call)};
   const std::string from = name.substr(4, name.find("To") - 4);
   const std::string layout = name.substr(name.find("_8u_") + 4);
   if (from.find("422") != std::string::npos) m.subX = 2;
   if (from.find("420") != std::string::npos) m.subX = m.subY = 2;
   if (from.find("411") != std::string::npos) m.subX = 4;
-  m.crFirst = from.rfind("YCrCb", 0) == 0;
-  m.order = m.crFirst ? "YVYU" : from.rfind("CbYCr", 0) == 0 ? "UYVY" : "YUYV";
-  m.src = layout == "C3R"              ? Src::kPacked444
-          : layout == "AC4R"           ? Src::kAc4
-          : layout.rfind("C2", 0) == 0 ? Src::kPacked422
-          : layout.rfind("P2", 0) == 0 ? Src::kSemi
-                                       : Src::kPlanar;
-  auto ends = [&](const char* e) {
-    return layout.size() >= 3 && layout.substr(layout.size() - 3) == e;
-  };
-  m.dst = layout == "AC4R" ? Dst::kAc4
-          : ends("C3R")    ? Dst::kC3
-          : ends("C4R")    ? Dst::kC4
-                           : Dst::kP3;
+  m.crFirst = from.starts_with("YCrCb");
+  m.order = m.crFirst ? "YVYU" : from.starts_with("CbYCr") ? "UYVY" : "YUYV";
+  m.src = layout == "C3R"            ? Src::kPacked444
+          : layout == "AC4R"         ? Src::kAc4
+          : layout.starts_with("C2") ? Src::kPacked422
+          : layout.starts_with("P2") ? Src::kSemi
+                                     : Src::kPlanar;
+  m.dst = layout == "AC4R"          ? Dst::kAc4
+          : layout.ends_with("C3R") ? Dst::kC3
+          : layout.ends_with("C4R") ? Dst::kC4
+                                    : Dst::kP3;
   m.bgr = name.find("ToBGR") != std::string::npos;
   m.filtered = name.find("_Filter") != std::string::npos;
-  m.name = std::move(name);
-  m.body = body;
-  m.remainder16 = remainder16;
-  m.call = std::move(call);
   return m;
 }
 
@@ -374,9 +368,8 @@ TEST(YCbCrToRgb, FilteredChromaInterpolatesBetweenChromaRows) {
         const Rgb8 e = InverseR(126, cbSeen[row], 128);
         for (int x = 0; x < w; ++x) {
           const uint8_t* p = c.dst[0]->row(row) + 4 * x;
-          ASSERT_EQ(p[0], e.b) << "row " << row;
-          ASSERT_EQ(p[1], e.g) << "row " << row;
-          ASSERT_EQ(p[2], e.r) << "row " << row;
+          ASSERT_TRUE(p[0] == e.b && p[1] == e.g && p[2] == e.r)
+              << "row " << row << " x " << x;
         }
       }
     }
@@ -387,29 +380,25 @@ TEST(YCbCrToRgb, FilteredChromaInterpolatesBetweenChromaRows) {
 // any read or write past a plane (the guarded planes above only see writes).
 TEST(YCbCrToRgb, AccessesStayInsideExactPlanes) {
   std::mt19937 rng = kel::test::TestRng();
-  for (const Member& m : Members()) {
-    for (int w : {1, 2, 3, 5, 15, 16, 17, 33, 34, 64, 65}) {
+  for (const Member& m : Members())
+    for (int w : {1, 2, 3, 5, 15, 16, 17, 33, 34, 64, 65})
       for (int h : {1, 2, 3}) {
-        std::vector<std::vector<uint8_t>> src, dst;
+        std::vector<std::vector<uint8_t>> planes;
         const uint8_t* sp[3] = {};
         uint8_t* dp[3] = {};
         int steps[3] = {};
-        for (const Shape s : SrcShapes(m, w, h)) {
-          // Planes that share a step get the luma plane's.
-          steps[src.size()] = m.OneStep() ? w : s.rowBytes;
-          src.emplace_back(std::max(1, s.rowBytes * s.rows));
-          for (auto& b : src.back()) b = static_cast<uint8_t>(rng());
-          sp[src.size() - 1] = src.back().data();
-        }
-        for (const Shape s : DstShapes(m, w, h)) {
-          dst.emplace_back(std::max(1, s.rowBytes * s.rows));
-          dp[dst.size() - 1] = dst.back().data();
-        }
-        const Io io{sp, steps, dp, DstShapes(m, w, h)[0].rowBytes};
+        auto add = [&](const Shape& s) {
+          planes.emplace_back(std::max(1, s.rowBytes * s.rows));
+          for (auto& b : planes.back()) b = static_cast<uint8_t>(rng());
+          return planes.back().data();
+        };
+        const auto from = SrcShapes(m, w, h), to = DstShapes(m, w, h);
+        for (size_t i = 0; i < from.size(); ++i)
+          sp[i] = add(from[i]), steps[i] = from[i].rowBytes;
+        for (size_t i = 0; i < to.size(); ++i) dp[i] = add(to[i]);
+        const Io io{sp, steps, dp, to[0].rowBytes};
         kel::test::ForEachDispatch([&] { m.call(io, {w, h}, 0x33); });
       }
-    }
-  }
 }
 
 // Every pointer a member takes, in check order: top-level ones (before the
@@ -417,19 +406,13 @@ TEST(YCbCrToRgb, AccessesStayInsideExactPlanes) {
 // destination arrays; "s1", "d2": a plane pointer.
 using Slots = std::vector<std::string>;
 std::pair<Slots, Slots> SlotsOf(const Member& m) {
-  Slots top, planes;
-  if (m.src == Src::kPlanar) {
-    top = m.OneStep() ? Slots{"S"} : Slots{"S", "T"};
-    planes = {"s0", "s1", "s2"};
-  } else {
-    top = m.src == Src::kSemi ? Slots{"s0", "s1"} : Slots{"s0"};
-  }
-  if (m.dst == Dst::kP3) {
-    top.push_back("D");
-    planes.insert(planes.end(), {"d0", "d1", "d2"});
-  } else {
-    top.push_back("d0");
-  }
+  const bool planar = m.src == Src::kPlanar, p3 = m.dst == Dst::kP3;
+  Slots top = planar ? (m.OneStep() ? Slots{"S"} : Slots{"S", "T"})
+              : m.src == Src::kSemi ? Slots{"s0", "s1"}
+                                    : Slots{"s0"};
+  top.push_back(p3 ? "D" : "d0");
+  Slots planes = planar ? Slots{"s0", "s1", "s2"} : Slots{};
+  if (p3) planes.insert(planes.end(), {"d0", "d1", "d2"});
   return {top, planes};
 }
 
@@ -457,12 +440,11 @@ TEST(YCbCrToRgb, ArgumentChecksComeInOrderAndWriteNothing) {
       for (const KelImageSize roi : bad) EXPECT_EQ(run(roi), kelErrSize);
       for (const auto& spoil : top) {
         EXPECT_EQ(run({8, 4}, spoil), kelErrNullPtr) << spoil;
-        EXPECT_EQ(run({0, 0}, spoil), kelErrNullPtr)
-            << spoil;  // before the size
+        EXPECT_EQ(run({0, 0}, spoil), kelErrNullPtr) << spoil << " vs size";
       }
       for (const auto& spoil : planes) {
         EXPECT_EQ(run({8, 4}, spoil), kelErrNullPtr) << spoil;
-        EXPECT_EQ(run({0, 4}, spoil), kelErrSize) << spoil;  // after the size
+        EXPECT_EQ(run({0, 4}, spoil), kelErrSize) << spoil << " vs size";
       }
       for (size_t i = 0; i < c.dst.size(); ++i)
         EXPECT_TRUE(c.dst[i]->Unchanged(before[i]));
