@@ -241,24 +241,21 @@ TEST(PlaneKernels, LongTransfersSplitIntoPiecesThatFitInt32) {
       kel::frame::ForEachWord32Piece(int32_t(n), add);
     return p;
   };
-  auto words = [&](int32_t count) { return pieces(false, count); };
-  auto row = [&](int64_t length) { return pieces(true, length); };
   // Word32Copy: element positions and byte lengths; wide rows: 1 GiB pieces.
   const int32_t full = 2147483616, piece = 536870904;
-  EXPECT_EQ(words(1), (Pieces{{0, 4}}));
-  EXPECT_EQ(words(536870911), (Pieces{{0, 2147483644}}));
-  EXPECT_EQ(words(536870912), (Pieces{{0, full}, {piece, 32}}));
-  EXPECT_EQ(words(2 * piece + 8),
+  EXPECT_EQ(pieces(false, 1), (Pieces{{0, 4}}));
+  EXPECT_EQ(pieces(false, 536870911), (Pieces{{0, 2147483644}}));
+  EXPECT_EQ(pieces(false, 536870912), (Pieces{{0, full}, {piece, 32}}));
+  EXPECT_EQ(pieces(false, 2 * piece + 8),
             (Pieces{{0, full}, {piece, full}, {2 * piece, 32}}));
-  EXPECT_EQ(words(INT32_MAX), (Pieces{{0, full},
-                                      {piece, full},
-                                      {2 * piece, full},
-                                      {3 * piece, full},
-                                      {4LL * piece, 124}}));
+  Pieces all(4, {0, full});
+  for (int k = 0; k < 4; ++k) all[k].first = int64_t{k} * piece;
+  all.push_back({4LL * piece, 124});
+  EXPECT_EQ(pieces(false, INT32_MAX), all);
   const int32_t g = 1 << 30;
-  EXPECT_EQ(row(5), (Pieces{{0, 5}}));
-  EXPECT_EQ(row(g), (Pieces{{0, g}}));
-  EXPECT_EQ(row(int64_t{3} * g + 7),
+  EXPECT_EQ(pieces(true, 5), (Pieces{{0, 5}}));
+  EXPECT_EQ(pieces(true, g), (Pieces{{0, g}}));
+  EXPECT_EQ(pieces(true, int64_t{3} * g + 7),
             (Pieces{{0, g}, {g, g}, {2LL * g, g}, {3LL * g, 7}}));
 }
 
@@ -320,16 +317,13 @@ TEST(RowCopy, EveryLengthAlignmentAndLoop) {
   ForEachIsa([&]<class Isa>() {
     for (uint32_t n :
          {0u, 1u, 7u, 8u, 15u, 63u, 64u, 65u, 79u, 127u, 128u, 1000u, 4097u}) {
-      for (int sm = 0; sm < 16; ++sm) {
-        for (int dm = 0; dm < 16; dm += 3) {
-          for (bool streaming : {false, true}) {
-            std::memset(dst.p, 0x4B, 8192);
-            kel::frame::RowCopy<Isa>(src.p + 64 + sm, dst.p + 64 + dm, n,
-                                     streaming);
-            ASSERT_TRUE(CopiedWithin(src.p + 64 + sm, dst.p + 64 + dm, n, 0x4B))
-                << n << " +" << sm << " +" << dm;
-          }
-        }
+      // Every source offset against six destination offsets, both stores.
+      for (int m = 0; m < 16 * 6 * 2; ++m) {
+        const uint8_t* s = src.p + 64 + m % 16;
+        uint8_t* d = dst.p + 64 + m / 16 % 6 * 3;
+        std::memset(dst.p, 0x4B, 8192);
+        kel::frame::RowCopy<Isa>(s, d, n, m >= 96);
+        ASSERT_TRUE(CopiedWithin(s, d, n, 0x4B)) << n << " case " << m;
       }
     }
     // The loop follows the source alignment once the destination is aligned.
