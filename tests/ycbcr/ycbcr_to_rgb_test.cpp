@@ -266,26 +266,6 @@ struct Case {
   }
 };
 
-// Every destination byte, the canaries, the source and the result.
-void CheckAgainstModel(const Member& m, int w, int h, std::mt19937& rng) {
-  Case c(m, w, h, rng);
-  const uint8_t alpha = static_cast<uint8_t>(rng());
-  const auto expected = c.Expected(alpha);
-  std::vector<std::vector<uint8_t>> srcBefore;
-  for (const auto& s : c.src) srcBefore.push_back(s->Snapshot());
-  const KelResult r = m.call(c.io(), {w, h}, alpha);
-  SCOPED_TRACE(m.name + " " + std::to_string(w) + "x" + std::to_string(h));
-  EXPECT_EQ(r, c.ExpectedResult());
-  for (size_t i = 0; i < c.dst.size(); ++i) {
-    const int rowBytes = c.dst[i]->rowBytes();
-    EXPECT_TRUE(kel::test::SameBytes(expected[i], c.dst[i]->Image(), rowBytes))
-        << "destination plane " << i;
-    EXPECT_TRUE(c.dst[i]->CanaryIntactOutside(rowBytes, h));
-  }
-  for (size_t i = 0; i < c.src.size(); ++i)
-    EXPECT_TRUE(c.src[i]->Unchanged(srcBefore[i])) << "source plane " << i;
-}
-
 #if defined(__SANITIZE_ADDRESS__)
 constexpr int kWidthStride = 3;
 #else
@@ -302,7 +282,25 @@ TEST(YCbCrToRgb, EveryMemberMatchesTheModel) {
   for (const Member& m : Members()) {
     kel::test::ForEachDispatch([&] {
       for (auto [w, h] : sizes) {
-        CheckAgainstModel(m, w, h, rng);
+        // Every destination byte, the canaries, the source and the result.
+        Case c(m, w, h, rng);
+        const uint8_t alpha = static_cast<uint8_t>(rng());
+        const auto expected = c.Expected(alpha);
+        std::vector<std::vector<uint8_t>> srcBefore;
+        for (const auto& s : c.src) srcBefore.push_back(s->Snapshot());
+        SCOPED_TRACE(m.name + " " + std::to_string(w) + "x" +
+                     std::to_string(h));
+        EXPECT_EQ(m.call(c.io(), {w, h}, alpha), c.ExpectedResult());
+        for (size_t i = 0; i < c.dst.size(); ++i) {
+          const int rowBytes = c.dst[i]->rowBytes();
+          EXPECT_TRUE(
+              kel::test::SameBytes(expected[i], c.dst[i]->Image(), rowBytes))
+              << "destination plane " << i;
+          EXPECT_TRUE(c.dst[i]->CanaryIntactOutside(rowBytes, h));
+        }
+        for (size_t i = 0; i < c.src.size(); ++i)
+          EXPECT_TRUE(c.src[i]->Unchanged(srcBefore[i]))
+              << "source plane " << i;
         if (HasFailure()) return;
       }
     });
