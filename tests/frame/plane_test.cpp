@@ -68,10 +68,9 @@ struct PageBuffer {
                                         size_t n, uint8_t guard) {
   if (std::memcmp(s, d, n) != 0)
     return ::testing::AssertionFailure() << "bytes differ";
-  for (int g = 1; g <= 64; ++g) {
+  for (int g = 1; g <= 64; ++g)
     if (d[-g] != guard || d[n - 1 + g] != guard)
       return ::testing::AssertionFailure() << "guard byte " << g << " written";
-  }
   return ::testing::AssertionSuccess();
 }
 
@@ -103,12 +102,10 @@ TEST(PlaneCopy8u, EveryWidthClassAlignmentAndCachePolicy) {
       {100, 3, 0, 0, 5, 1 << 20, 0, P::kOneRun, B::kShort},
       {4096, 1100, 0, 0, 5, 1 << 20, 1, P::kOneRun, B::kStream},
   };
-  // Small planes at every width class; unequal steps never run backward.
-  std::vector<int> widths;
-  for (int w = 1; w <= 66; ++w) widths.push_back(w);
-  for (int w : {129, 511, 512, 513, 543, 544, 1024, 1055, 1056, 1089})
-    widths.push_back(w);
-  for (int w : widths)
+  // Small planes around each width class (row lengths are RowCopy's test);
+  // unequal steps never run backward.
+  for (int w : {1, 15, 31, 32, 33, 63, 64, 65, 129, 511, 512, 513, 543, 544,
+                1024, 1055, 1056, 1089})
     for (int mis : {0, 1, 32, 45})
       for (int slack : {0, 7, 64})
         cases.push_back({w, 3, slack + 3, slack, mis, kFails, 0,
@@ -179,18 +176,16 @@ TEST(PlaneCopy8u, PageAliasAndBeyondInt32Paths) {
 }
 
 TEST(ByteCopy, EverySizeClassAlignmentAndPath) {
-  std::vector<int> sizes;
-  for (int n = 1; n <= 66; ++n) sizes.push_back(n);
-  for (int n : {127, 128, 129, 255, 256, 257, 300, 16447, 32767, 32768, 32769})
-    sizes.push_back(n);
   const int32_t floor = kel::frame::kByteCopyQueryFloor;
   PageBuffer src(size_t(floor) * 2 + 16384), dst(size_t(floor) * 2 + 16384);
-  // Above the floor the cache is asked; from half of it, stores stream.
   struct Case {
     int32_t n, cache;
     int queries;
     ByteCopyPath path;
-  } cases[] = {
+    int srcMis = 9, dstMis = 991;
+  };
+  // Above the floor the cache is asked; from half of it, stores stream.
+  std::vector<Case> cases = {
       {floor, 1 << 16, 0, ByteCopyPath::kRep},
       {floor + 1, 1 << 16, 1, ByteCopyPath::kStream},
       {floor + 1, kFails, 1, ByteCopyPath::kRep},
@@ -198,34 +193,32 @@ TEST(ByteCopy, EverySizeClassAlignmentAndPath) {
       {floor + 100, 2 * (floor + 102), 1, ByteCopyPath::kRep},
       {2 * floor + 77, 1 << 16, 1, ByteCopyPath::kStream},
   };
+  // Every size class; the destination past the source's page offset by 0
+  // to 159 bytes (the alias range) and by more.
+  std::vector<int> sizes;
+  for (int n = 1; n <= 66; ++n) sizes.push_back(n);
+  for (int n : {127, 128, 129, 255, 256, 257, 300, 16447, 32767, 32768, 32769})
+    sizes.push_back(n);
+  for (int n : sizes)
+    for (int srcMis : {0, 1, 8, 16, 33})
+      for (int dstMis : {0, 31, 159, 160, 4000 + srcMis % 3})
+        cases.push_back({n, kFails, 0,
+                         n < 32768      ? ByteCopyPath::kShort
+                         : dstMis < 160 ? ByteCopyPath::kPageAlias
+                                        : ByteCopyPath::kRep,
+                         srcMis, dstMis});
   ForEachIsa([&]<class Isa>() {
-    for (int n : sizes) {
-      for (int srcMis : {0, 1, 8, 16, 33}) {
-        // Past the source's page offset: in the alias range 0-159, and out.
-        for (int dstMis : {0, 31, 159, 160, 4000 + srcMis % 3}) {
-          const uint8_t* s = src.p + 2048 + srcMis;
-          uint8_t* d = dst.p + 2048 + srcMis + dstMis;
-          std::memset(d - 64, 0xE7, size_t(n) + 128);
-          Observed seen;
-          ASSERT_EQ(kel::frame::ByteCopy<Isa>(s, d, n), d);
-          ASSERT_TRUE(CopiedWithin(s, d, n, 0xE7))
-              << n << " +" << srcMis << " +" << dstMis;
-          ASSERT_EQ(seen.trace.cacheQueries, 0);
-          ASSERT_EQ(seen.trace.byteCopy, n < 32768 ? ByteCopyPath::kShort
-                                         : dstMis < 160
-                                             ? ByteCopyPath::kPageAlias
-                                             : ByteCopyPath::kRep);
-        }
-      }
-    }
     for (const Case& c : cases) {
       g_cacheSize = c.cache;
-      std::memset(dst.p, 0x3C, size_t(c.n) + 8192);
+      const uint8_t* s = src.p + 2048 + c.srcMis;
+      uint8_t* d = dst.p + 2048 + c.srcMis + c.dstMis;
+      std::memset(d - 64, 0xE7, size_t(c.n) + 128);
       Observed seen;
-      kel::frame::ByteCopy<Isa>(src.p + 9, dst.p + 1000, c.n);
-      EXPECT_EQ(seen.trace.cacheQueries, c.queries) << c.n;
-      EXPECT_EQ(seen.trace.byteCopy, c.path) << c.n << " " << c.cache;
-      EXPECT_TRUE(CopiedWithin(src.p + 9, dst.p + 1000, c.n, 0x3C));
+      ASSERT_EQ(kel::frame::ByteCopy<Isa>(s, d, c.n), d);
+      ASSERT_TRUE(CopiedWithin(s, d, c.n, 0xE7))
+          << c.n << " +" << c.srcMis << " +" << c.dstMis;
+      ASSERT_EQ(seen.trace.cacheQueries, c.queries) << c.n;
+      ASSERT_EQ(seen.trace.byteCopy, c.path) << c.n << " " << c.cache;
     }
   });
 }
