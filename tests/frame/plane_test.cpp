@@ -78,9 +78,7 @@ TEST(PlaneCopy8u, EveryWidthClassAlignmentAndCachePolicy) {
   using P = PlaneCopyPath;
   using B = ByteCopyPath;
   struct Case {
-    int w, h, srcSlack, dstSlack, dstMisalign;
-    int32_t cache;
-    int queries;
+    int32_t w, h, srcSlack, dstSlack, dstMisalign, cache, queries;
     P path;
     B run = B::kNone;
     int srcMisalign = 0;
@@ -179,8 +177,7 @@ TEST(ByteCopy, EverySizeClassAlignmentAndPath) {
   const int32_t floor = kel::frame::kByteCopyQueryFloor;
   PageBuffer src(size_t(floor) * 2 + 16384), dst(size_t(floor) * 2 + 16384);
   struct Case {
-    int32_t n, cache;
-    int queries;
+    int32_t n, cache, queries;
     ByteCopyPath path;
     int srcMis = 9, dstMis = 991;
   };
@@ -347,9 +344,7 @@ TEST(RowCopy, EveryLengthAlignmentAndLoop) {
 TEST(PlaneFill8u, EveryWidthAlignmentAndCachePolicy) {
   const int32_t floor = kel::frame::kPlaneFillQueryFloor;
   struct Case {
-    int w, h;
-    int32_t cache;
-    int queries;
+    int32_t w, h, cache, queries;
     FillPath path;
     int mis = 5;
   };
@@ -405,10 +400,7 @@ TEST(Word32Fill, FillsElementsAtAnyAlignmentAndFollowsThePolicy) {
   const int32_t floorCount = kel::frame::kWord32FillQueryFloor / 4;
   const int32_t cacheCount = (3 << 20) / 4;
   struct Case {
-    int32_t count;
-    int off;
-    int32_t cache;
-    int queries;
+    int32_t count, off, cache, queries;
     FillPath path;
   };
   std::vector<Case> cases = {
