@@ -22,6 +22,7 @@ namespace {
 
 using kel::test::GuardedPlane;
 using kel::ycbcr::Rgb8;
+using namespace kel::ycbcr;
 
 enum class Src { kPacked444, kAc4, kPlanar, kSemi, kPacked422 };
 enum class Dst { kC3, kC4, kP3, kAc4 };
@@ -84,7 +85,8 @@ struct Member {
   bool OneStep() const { return src == Src::kPlanar && subX == 1; }
 };
 
-Member Describe(std::string name, Form body, bool remainder16, Invoke call) {
+Member Describe(std::string name, Invoke call, Form body = InverseR,
+                bool remainder16 = false) {
   Member m{name, body, remainder16, std::move(call)};
   const std::string from = name.substr(4, name.find("To") - 4);
   const std::string layout = name.substr(name.find("_8u_") + 4);
@@ -107,48 +109,46 @@ Member Describe(std::string name, Form body, bool remainder16, Invoke call) {
   return m;
 }
 
-using namespace kel::ycbcr;
-
-#define M(fn, body, remainder16) Describe(#fn, body, remainder16, Wrap(&fn))
+// Form R and no 2^16 remainder unless given.
+#define M(fn, ...) Describe(#fn, Wrap(&fn) __VA_OPT__(, ) __VA_ARGS__)
 const std::vector<Member>& Members() {
   static const std::vector<Member> m = {
-      M(keliYCbCrToRGB_8u_C3R, InverseR, false),
-      M(keliYCbCrToRGB_8u_AC4R, InverseS, false),
-      M(keliYCbCrToRGB_8u_P3R, InverseP, false),
-      M(keliYCbCrToRGB_8u_P3C3R, InverseR, false),
-      M(keliYCbCrToRGB_8u_P3C4R, InverseQ, false),
-      M(keliYCbCrToBGR_8u_P3C3R, InverseR, false),
-      M(keliYCbCrToBGR_8u_P3C4R, InverseQ, false),
-      M(keliYCbCr422ToRGB_8u_C2C3R, InverseR, false),
-      M(keliYCbCr422ToRGB_8u_C2C4R, InverseR, false),
-      M(keliYCbCr422ToRGB_8u_C2P3R, InverseR, false),
+      M(keliYCbCrToRGB_8u_C3R),
+      M(keliYCbCrToRGB_8u_AC4R, InverseS),
+      M(keliYCbCrToRGB_8u_P3R, InverseP),
+      M(keliYCbCrToRGB_8u_P3C3R),
+      M(keliYCbCrToRGB_8u_P3C4R, InverseQ),
+      M(keliYCbCrToBGR_8u_P3C3R),
+      M(keliYCbCrToBGR_8u_P3C4R, InverseQ),
+      M(keliYCbCr422ToRGB_8u_C2C3R),
+      M(keliYCbCr422ToRGB_8u_C2C4R),
+      M(keliYCbCr422ToRGB_8u_C2P3R),
       M(keliYCbCr422ToRGB_8u_P3C3R, InverseR, true),
-      M(keliYCbCr422ToBGR_8u_C2C3R, InverseR, false),
-      M(keliYCbCr422ToBGR_8u_C2C4R, InverseR, false),
-      M(keliYCbCr422ToBGR_8u_P3C3R, Inverse16, false),
-      M(keliYCrCb422ToRGB_8u_C2C3R, InverseR, false),
-      M(keliYCrCb422ToRGB_8u_C2C4R, InverseR, false),
-      M(keliYCrCb422ToRGB_8u_C2P3R, InverseR, false),
-      M(keliYCrCb422ToBGR_8u_C2C3R, InverseR, false),
-      M(keliYCrCb422ToBGR_8u_C2C4R, InverseR, false),
-      M(keliCbYCr422ToRGB_8u_C2C3R, InverseR, false),
-      M(keliCbYCr422ToBGR_8u_C2C4R, InverseQ, false),
+      M(keliYCbCr422ToBGR_8u_C2C3R),
+      M(keliYCbCr422ToBGR_8u_C2C4R),
+      M(keliYCbCr422ToBGR_8u_P3C3R, Inverse16),
+      M(keliYCrCb422ToRGB_8u_C2C3R),
+      M(keliYCrCb422ToRGB_8u_C2C4R),
+      M(keliYCrCb422ToRGB_8u_C2P3R),
+      M(keliYCrCb422ToBGR_8u_C2C3R),
+      M(keliYCrCb422ToBGR_8u_C2C4R),
+      M(keliCbYCr422ToRGB_8u_C2C3R),
+      M(keliCbYCr422ToBGR_8u_C2C4R, InverseQ),
       M(keliYCbCr420ToRGB_8u_P3C3R, InverseR, true),
       M(keliYCbCr420ToRGB_8u_P2C3R, InverseR, true),
       M(keliYCbCr420ToRGB_8u_P2C4R, InverseR, true),
       M(keliYCbCr420ToBGR_8u_P3C3R, InverseR, true),
-      M(keliYCbCr420ToBGR_8u_P3C4R, InverseRFolded, false),
+      M(keliYCbCr420ToBGR_8u_P3C4R, InverseRFolded),
       M(keliYCbCr420ToBGR_8u_P2C3R, InverseR, true),
       M(keliYCbCr420ToBGR_8u_P2C4R, InverseR, true),
       M(keliYCrCb420ToRGB_8u_P3C4R, InverseQ, true),
       M(keliYCrCb420ToRGB_8u_P2C3R, InverseR, true),
-      M(keliYCrCb420ToRGB_8u_P2C4R, Inverse16, false),
+      M(keliYCrCb420ToRGB_8u_P2C4R, Inverse16),
       M(keliYCrCb420ToBGR_8u_P2C3R, InverseR, true),
-      M(keliYCrCb420ToBGR_8u_P2C4R, Inverse16, false),
-      M(keliYCrCb420ToBGR_Filter_8u_P3C4R, InverseR, false),
-      M(keliYCbCr411ToBGR_8u_P3C3R, InverseR, false),
-      M(keliYCbCr411ToBGR_8u_P3C4R, InverseR, false),
-  };
+      M(keliYCrCb420ToBGR_8u_P2C4R, Inverse16),
+      M(keliYCrCb420ToBGR_Filter_8u_P3C4R),
+      M(keliYCbCr411ToBGR_8u_P3C3R),
+      M(keliYCbCr411ToBGR_8u_P3C4R)};
   return m;
 }
 #undef M
