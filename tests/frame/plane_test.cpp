@@ -233,7 +233,6 @@ TEST(PlaneKernels, LongTransfersSplitIntoPiecesThatFitInt32) {
   };
   // Word32Copy: element positions and byte lengths; wide rows: 1 GiB pieces.
   const int32_t full = 2147483616, piece = 536870904;
-  EXPECT_EQ(pieces(false, 1), (Pieces{{0, 4}}));
   EXPECT_EQ(pieces(false, 536870911), (Pieces{{0, 2147483644}}));
   EXPECT_EQ(pieces(false, 536870912), (Pieces{{0, full}, {piece, 32}}));
   EXPECT_EQ(pieces(false, 2 * piece + 8),
@@ -243,7 +242,6 @@ TEST(PlaneKernels, LongTransfersSplitIntoPiecesThatFitInt32) {
   all.push_back({4LL * piece, 124});
   EXPECT_EQ(pieces(false, INT32_MAX), all);
   const int32_t g = 1 << 30;
-  EXPECT_EQ(pieces(true, 5), (Pieces{{0, 5}}));
   EXPECT_EQ(pieces(true, g), (Pieces{{0, g}}));
   EXPECT_EQ(pieces(true, int64_t{3} * g + 7),
             (Pieces{{0, g}, {g, g}, {2LL * g, g}, {3LL * g, 7}}));
