@@ -42,10 +42,12 @@ constexpr ByteMask C3Gather(int c) {
   return m;
 }
 // Byte q of chunk k (of three 16-byte chunks) belongs to channel
-// (16k + q) mod 3; this selects the bytes of chunk k that belong to c.
-constexpr ByteMask C3ChunkSelect(int c, int k) {
+// (16k + q) mod 3 = (k + q) mod 3, so the bytes of chunk k that belong to
+// channel c are those with q mod 3 = (c - k) mod 3: three masks serve
+// every chunk and channel (C3Phase((c - k + 3) % 3)).
+constexpr ByteMask C3Phase(int j) {
   ByteMask m{};
-  for (int i = 0; i < 32; ++i) m.v[i] = (16 * k + i % 16) % 3 == c ? -128 : 0;
+  for (int i = 0; i < 32; ++i) m.v[i] = (i % 16) % 3 == j ? -128 : 0;
   return m;
 }
 // Three-way de-interleave straight into 16-bit lanes of 256 v: word i of
@@ -98,16 +100,29 @@ constexpr ByteMask WordsInterleaved() {
 }
 
 // 16-bit values the kernels splat across a vector.
-inline constexpr int16_t kWordValues[] = {8422,   16515,
-                                          3212,   2112,
-                                          16843,  static_cast<int16_t>(33030),
-                                          6423,   128,
-                                          16,     -9699,
-                                          -19071, 28770,
-                                          -24117, -4653,
-                                          16448,  64,
-                                          255,    0x2020,
-                                          0x4040, static_cast<int16_t>(0xFF00)};
+inline constexpr int16_t kWordValues[] = {8422,
+                                          16515,
+                                          3212,
+                                          2112,
+                                          16843,
+                                          static_cast<int16_t>(33030),
+                                          6423,
+                                          128,
+                                          16,
+                                          -9699,
+                                          -19071,
+                                          28770,
+                                          -24117,
+                                          -4653,
+                                          16448,
+                                          64,
+                                          255,
+                                          0x2020,
+                                          0x4040,
+                                          static_cast<int16_t>(0xFF00),
+                                          256,
+                                          0x1010,
+                                          static_cast<int16_t>(0x8080)};
 constexpr int kWordCount = sizeof(kWordValues) / sizeof(kWordValues[0]);
 
 // Order of 32-bit units that restores pixel order after LoadC4Whole.
@@ -121,7 +136,7 @@ struct Constants {
   ByteMask wordsInterleaved;
   ByteMask c3Gather[3];
   ByteMask c3Words[3][2];
-  ByteMask c3Select[3][3];
+  ByteMask c3Phase[3];
   ByteMask c3Scatter[3];
   ByteMask c4Group;
 };
@@ -135,7 +150,7 @@ constexpr Constants MakeConstants() {
     k.c3Words[c][0] = C3Words(c, 0);
     k.c3Words[c][1] = C3Words(c, 1);
     k.c3Scatter[c] = C3Scatter(c);
-    for (int j = 0; j < 3; ++j) k.c3Select[c][j] = C3ChunkSelect(c, j);
+    k.c3Phase[c] = C3Phase(c);
   }
   k.c4Group = C4Group();
   for (int j = 0; j < 8; ++j) k.wholeOrder[j] = kWholeOrder[j];
@@ -182,6 +197,27 @@ KEL_AVX2_INLINE __m256i BlendBytes(__m256i a, __m256i b, __m256i mask) {
   return r;
 }
 
+// The constants used several times in every block, loaded once per row so
+// that they stay in registers; the others are memory operands (see K()),
+// which would otherwise keep the load ports busier than the arithmetic.
+struct Hot {
+  __m256i kr, kg, kb, add, odd, pair;
+  __m256i phase[3];  // C3Phase(0..2)
+};
+// M: the multiplier of the chroma pair sums (32 or 64; 0 if unused).
+template <int M>
+KEL_AVX2_INLINE Hot LoadHot() {
+  Hot h{K16<8422>(),
+        K16<16515>(),
+        K16<3212>(),
+        K16<2112>(),
+        K16<static_cast<int16_t>(0xFF00)>(),
+        _mm256_setzero_si256(),
+        {Mask(K().c3Phase[0]), Mask(K().c3Phase[1]), Mask(K().c3Phase[2])}};
+  if constexpr (M != 0) h.pair = K16<M * 0x0101>();
+  return h;
+}
+
 // ---- Loads -----------------------------------------------------------------
 
 // Channel bytes of a block in pixel order.
@@ -209,19 +245,31 @@ struct C3Chunks {
   __m256i c[3];
 };
 template <int N>
-KEL_AVX2_INLINE C3Chunks BlendC3(const uint8_t* p) {
-  const __m256i a = LoadLanes<N>(p, 0, 48), b = LoadLanes<N>(p, 16, 64),
-                c = LoadLanes<N>(p, 32, 80);
+KEL_AVX2_INLINE C3Chunks BlendC3(const uint8_t* p, const Hot& h) {
+  __m256i a, b, c;
+  if constexpr (N == 32) {
+    // Three whole loads hold [a0 b0], [c0 a1], [b1 c1]: two 32-bit blends
+    // and one lane swap put chunk k of both lanes together.
+    const __m256i v0 = simd::Load(p), v1 = simd::Load(p + 32),
+                  v2 = simd::Load(p + 64);
+    a = _mm256_blend_epi32(v0, v1, 0xF0);
+    b = _mm256_permute2x128_si256(v0, v2, 0x21);
+    c = _mm256_blend_epi32(v1, v2, 0xF0);
+  } else {
+    a = LoadLanes<N>(p, 0, 0), b = LoadLanes<N>(p, 16, 0),
+    c = LoadLanes<N>(p, 32, 0);
+  }
   C3Chunks t;
 #pragma GCC unroll 3
   for (int k = 0; k < 3; ++k)
-    t.c[k] = BlendBytes(BlendBytes(a, b, Mask(K().c3Select[k][1])), c,
-                        Mask(K().c3Select[k][2]));
+    t.c[k] = BlendBytes(BlendBytes(a, b, h.phase[(k + 2) % 3]), c,
+                        h.phase[(k + 1) % 3]);
   return t;
 }
 
 template <int N, class Src>
-KEL_AVX2_INLINE Rgb8 LoadRgb(const typename Src::RowView& s, int x) {
+KEL_AVX2_INLINE Rgb8 LoadRgb(const typename Src::RowView& s, int x,
+                             const Hot& h) {
   __m256i c0, c1, c2;
   if constexpr (std::is_same_v<Src, PlanarRgb>) {
     c0 = LoadLanes<N>(s.r + x, 0, 16);
@@ -229,7 +277,7 @@ KEL_AVX2_INLINE Rgb8 LoadRgb(const typename Src::RowView& s, int x) {
     c2 = LoadLanes<N>(s.b + x, 0, 16);
     return {c0, c1, c2};
   } else if constexpr (Src::kPixelBytes == 3) {
-    const C3Chunks t = BlendC3<N>(s.p + 3 * x);
+    const C3Chunks t = BlendC3<N>(s.p + 3 * x, h);
     __m256i ch[3];
 #pragma GCC unroll 3
     for (int k = 0; k < 3; ++k)
@@ -299,11 +347,12 @@ KEL_AVX2_INLINE __m256i Widen256Lo(__m256i v);
 KEL_AVX2_INLINE __m256i Widen256Hi(__m256i v);
 
 template <int N, class Src>
-KEL_AVX2_INLINE Rgb16 LoadRgbWords(const typename Src::RowView& s, int x) {
+KEL_AVX2_INLINE Rgb16 LoadRgbWords(const typename Src::RowView& s, int x,
+                                   const Hot& h) {
   Rgb16 w;
   if constexpr (Src::kPixelBytes == 3) {
     // Packed RGB: shuffle the gathered channel bytes straight into lanes.
-    const C3Chunks t = BlendC3<N>(s.p + 3 * x);
+    const C3Chunks t = BlendC3<N>(s.p + 3 * x, h);
 #pragma GCC unroll 3
     for (int k = 0; k < 3; ++k) {
       const int c = Src::kIsBgr ? 2 - k : k;
@@ -311,7 +360,7 @@ KEL_AVX2_INLINE Rgb16 LoadRgbWords(const typename Src::RowView& s, int x) {
       w.hi[c] = _mm256_shuffle_epi8(t.c[k], Mask(K().c3Words[k][1]));
     }
   } else {
-    const Rgb8 in = LoadRgb<N, Src>(s, x);
+    const Rgb8 in = LoadRgb<N, Src>(s, x, h);
     const __m256i v[3] = {in.r, in.g, in.b};
 #pragma GCC unroll 3
     for (int c = 0; c < 3; ++c)
@@ -330,23 +379,13 @@ KEL_AVX2_INLINE __m256i Widen256Hi(__m256i v) {
   return _mm256_unpackhi_epi8(_mm256_setzero_si256(), v);
 }
 
-// The constants used several times in every block, loaded once per row so
-// that they stay in registers; the others are memory operands (see K()),
-// which would otherwise keep the load ports busier than the arithmetic.
-struct Hot {
-  __m256i kr, kg, kb, add, odd, pair;
-};
-// M: the multiplier of the chroma pair sums (32 or 64; 0 if unused).
-template <int M>
-KEL_AVX2_INLINE Hot LoadHot() {
-  Hot h{K16<8422>(),
-        K16<16515>(),
-        K16<3212>(),
-        K16<2112>(),
-        K16<static_cast<int16_t>(0xFF00)>(),
-        _mm256_setzero_si256()};
-  if constexpr (M != 0) h.pair = K16<M * 0x0101>();
-  return h;
+// The three terms of block form A luma, summed: (T + 2112) >> 7 is the luma,
+// and equals ((T + 64) >> 7) + 16. T is at most 28038.
+KEL_AVX2_INLINE __m256i LumaTerms(__m256i r, __m256i g, __m256i b,
+                                  const Hot& h) {
+  return _mm256_add_epi16(
+      _mm256_add_epi16(simd::MulHiU16(r, h.kr), simd::MulHiU16(g, h.kg)),
+      simd::MulHiU16(b, h.kb));
 }
 
 // Block form A luma from 256 R, 256 G, 256 B; clamp left to the pack.
@@ -354,8 +393,7 @@ KEL_AVX2_INLINE Hot LoadHot() {
 // the saturating adds never saturate).
 KEL_AVX2_INLINE __m256i LumaSumA(__m256i r, __m256i g, __m256i b,
                                  const Hot& h) {
-  __m256i s = simd::AddSatU16(simd::MulHiU16(r, h.kr), simd::MulHiU16(g, h.kg));
-  return simd::AddSatU16(simd::AddSatU16(s, simd::MulHiU16(b, h.kb)), h.add);
+  return _mm256_add_epi16(LumaTerms(r, g, b, h), h.add);
 }
 KEL_AVX2_INLINE __m256i LumaA(__m256i r, __m256i g, __m256i b, const Hot& h) {
   return _mm256_srli_epi16(LumaSumA(r, g, b, h), 7);
@@ -387,6 +425,15 @@ KEL_AVX2_INLINE __m256i ChromaA(__m256i sr, __m256i sg, __m256i sb) {
   s = _mm256_add_epi16(_mm256_add_epi16(s, simd::MulHiS16(sb, K16<c.b>())),
                        K16<16448>());
   return _mm256_srli_epi16(s, 7);
+}
+
+// The three terms of block form A chroma, summed: S + 16448 stays within
+// 2118..30776, so the chroma is ((S + 64) >> 7) + 128.
+template <Coef c>
+KEL_AVX2_INLINE __m256i ChromaTerms(__m256i sr, __m256i sg, __m256i sb) {
+  return _mm256_add_epi16(_mm256_add_epi16(simd::MulHiS16(sr, K16<c.r>()),
+                                           simd::MulHiS16(sg, K16<c.g>())),
+                          simd::MulHiS16(sb, K16<c.b>()));
 }
 
 // Block form B chroma from 128 R, 128 G, 128 B (signed result; the pack
@@ -445,7 +492,7 @@ KEL_AVX2_INLINE void StoreLanes(uint8_t* p, __m256i v) {
 // Y, Cb, Cr bytes in pixel order to a 4:4:4 destination.
 template <int N, class Dst>
 KEL_AVX2_INLINE void Store444(const typename Dst::RowView& d, int x, __m256i y,
-                              __m256i cb, __m256i cr) {
+                              __m256i cb, __m256i cr, const Hot& h) {
   if constexpr (std::is_same_v<Dst, Planar444>) {
     StoreLanes<N>(d.y + x, y);
     StoreLanes<N>(d.cb + x, cb);
@@ -460,8 +507,8 @@ KEL_AVX2_INLINE void Store444(const typename Dst::RowView& d, int x, __m256i y,
     __m256i o[3];
 #pragma GCC unroll 3
     for (int k = 0; k < 3; ++k)
-      o[k] = BlendBytes(BlendBytes(v[0], v[1], Mask(K().c3Select[1][k])), v[2],
-                        Mask(K().c3Select[2][k]));
+      o[k] = BlendBytes(BlendBytes(v[0], v[1], h.phase[(4 - k) % 3]), v[2],
+                        h.phase[(5 - k) % 3]);
     if constexpr (N == 32) {
       simd::Store(p, _mm256_permute2x128_si256(o[0], o[1], 0x20));
       simd::Store(p + 32, _mm256_permute2x128_si256(o[2], o[0], 0x30));
@@ -559,7 +606,7 @@ template <int N, class Src, class Dst, bool kFormB>
 KEL_AVX2_INLINE void Block444(const typename Src::RowView& s,
                               const typename Dst::RowView& d, int x,
                               const Hot& hot) {
-  const Rgb16 in = LoadRgbWords<N, Src>(s, x);
+  const Rgb16 in = LoadRgbWords<N, Src>(s, x, hot);
   __m256i y[2], cb[2], cr[2];
 #pragma GCC unroll 2
   for (int h = 0; h < 2; ++h) {
@@ -573,20 +620,29 @@ KEL_AVX2_INLINE void Block444(const typename Src::RowView& s,
       cb[h] = ChromaB<kCb>(r7, g7, b7);
       cr[h] = ChromaB<kCr>(r7, g7, b7);
     } else {
-      y[h] = LumaA(r, g, b, hot);
-      cb[h] = ChromaA<kCb>(r7, g7, b7);
-      cr[h] = ChromaA<kCr>(r7, g7, b7);
+      const __m256i k = K16<256>();
+      y[h] = _mm256_mulhrs_epi16(LumaTerms(r, g, b, hot), k);
+      cb[h] = _mm256_mulhrs_epi16(ChromaTerms<kCb>(r7, g7, b7), k);
+      cr[h] = _mm256_mulhrs_epi16(ChromaTerms<kCr>(r7, g7, b7), k);
     }
   }
-  Store444<N, Dst>(d, x, Pack(y[0], y[1]), Pack(cb[0], cb[1]),
-                   Pack(cr[0], cr[1]));
+  if constexpr (kFormB) {
+    Store444<N, Dst>(d, x, Pack(y[0], y[1]), Pack(cb[0], cb[1]),
+                     Pack(cr[0], cr[1]), hot);
+  } else {
+    const __m256i k80 = K16<static_cast<int16_t>(0x8080)>();
+    Store444<N, Dst>(d, x, _mm256_add_epi8(Pack(y[0], y[1]), K16<0x1010>()),
+                     _mm256_xor_si256(_mm256_packs_epi16(cb[0], cb[1]), k80),
+                     _mm256_xor_si256(_mm256_packs_epi16(cr[0], cr[1]), k80),
+                     hot);
+  }
 }
 
 template <int N, class Src, class Dst>
 KEL_AVX2_INLINE void Block422(const typename Src::RowView& s,
                               const typename Dst::RowView& d, int x,
                               const Hot& h) {
-  const Rgb8 in = LoadRgb<N, Src>(s, x);
+  const Rgb8 in = LoadRgb<N, Src>(s, x, h);
   const __m256i sr = PairSums(in.r, h), sg = PairSums(in.g, h),
                 sb = PairSums(in.b, h);
   Store422<N, Dst>(d, x, LumaBytesA(in, h), ChromaA<kCb>(sr, sg, sb),
@@ -628,7 +684,7 @@ KEL_AVX2_INLINE void Block420(const typename Src::RowView& s0,
     }
     return;
   }
-  const Rgb8 a = LoadRgb<N, Src>(s0, x), b = LoadRgb<N, Src>(s1, x);
+  const Rgb8 a = LoadRgb<N, Src>(s0, x, h), b = LoadRgb<N, Src>(s1, x, h);
   const __m256i sr = _mm256_add_epi16(PairSums(a.r, h), PairSums(b.r, h));
   const __m256i sg = _mm256_add_epi16(PairSums(a.g, h), PairSums(b.g, h));
   const __m256i sb = _mm256_add_epi16(PairSums(a.b, h), PairSums(b.b, h));
@@ -640,7 +696,7 @@ template <int N, class Src>
 KEL_AVX2_INLINE void Block411(const typename Src::RowView& s,
                               const Planar411::RowView& d, int x,
                               const Hot& h) {
-  const Rgb8 in = LoadRgb<N, Src>(s, x);
+  const Rgb8 in = LoadRgb<N, Src>(s, x, h);
   const __m256i sr = QuadSums32(in.r, h), sg = QuadSums32(in.g, h),
                 sb = QuadSums32(in.b, h);
   StoreLanes<N>(d.y + x, LumaBytesA(in, h));
