@@ -30,14 +30,19 @@ constexpr int kRStep = 1;
 
 TEST(EncodeForms, FormAOverEveryTriple) {
   REQUIRE_AVX2();
-  std::vector<uint8_t> src(3 * kRow), py(kRow), pcb(kRow), pcr(kRow);
+  std::vector<uint8_t> buf(3 * kRow + 48), py(kRow), pcb(kRow), pcr(kRow);
+  // Rows alternately start on a 32-byte boundary and 16 bytes past one (the
+  // row then begins with its 16-pixel block).
+  uint8_t* const aligned =
+      buf.data() + (-reinterpret_cast<uintptr_t>(buf.data()) & 31);
   for (int r = 0; r < 256; r += kRStep) {
+    uint8_t* const src = aligned + 16 * (r & 1);
     for (int i = 0; i < kRow; ++i)
       src[3 * i] = static_cast<uint8_t>(r),
               src[3 * i + 1] = static_cast<uint8_t>(i >> 8),
               src[3 * i + 2] = static_cast<uint8_t>(i);
     y::avx2::Row444<y::C3Rgb, y::Planar444, false>(
-        {src.data()}, {py.data(), pcb.data(), pcr.data()}, kRow);
+        {src}, {py.data(), pcb.data(), pcr.data()}, kRow);
     for (int i = 0; i < kRow; ++i) {
       const int g = i >> 8, b = i & 255;
       ASSERT_EQ(py[i], y::FormAY(r, g, b)) << r << "," << g << "," << b;
