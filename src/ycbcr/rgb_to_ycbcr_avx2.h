@@ -724,13 +724,15 @@ KEL_AVX2_INLINE void Block411(const typename Src::RowView& s,
 // first: in 4:4:4 rows from packed 3-byte pixels that start 16 bytes past a
 // 32-byte boundary, it puts the source and the destination (3-byte pixels
 // or byte planes, which usually share that offset) on whole 32-byte
-// boundaries for the rest of the row, which more than pays for the extra
-// block. (In subsampled rows the chroma planes would move off their
-// boundaries instead.)
+// boundaries for the rest of the row. That is free when the row has a
+// 16-pixel block anyway and pays for an extra one from about 512 pixels.
+// (In subsampled rows the chroma planes would move off their boundaries
+// instead.)
 template <class Src>
-KEL_AVX2_INLINE bool HeadBlock(const typename Src::RowView& s) {
+KEL_AVX2_INLINE bool HeadBlock(const typename Src::RowView& s, int n) {
   if constexpr (Src::kPixelBytes == 3) {
-    return (reinterpret_cast<uintptr_t>(s.p) & 31) == 16;
+    return (reinterpret_cast<uintptr_t>(s.p) & 31) == 16 &&
+           (n % 32 != 0 || n >= 512);
   } else {
     return false;
   }
@@ -740,7 +742,7 @@ template <class Src, class Dst, bool kFormB>
 KEL_AVX2 void Row444(typename Src::RowView s, typename Dst::RowView d, int n) {
   const Hot h = LoadHot<0>();
   int x = 0;
-  if (HeadBlock<Src>(s)) Block444<16, Src, Dst, kFormB>(s, d, 0, h), x = 16;
+  if (HeadBlock<Src>(s, n)) Block444<16, Src, Dst, kFormB>(s, d, 0, h), x = 16;
   for (; x + 32 <= n; x += 32) Block444<32, Src, Dst, kFormB>(s, d, x, h);
   if (x < n) Block444<16, Src, Dst, kFormB>(s, d, x, h);
 }
