@@ -390,7 +390,8 @@ KEL_AVX2_INLINE __m256i LumaTerms(__m256i r, __m256i g, __m256i b,
 
 // Block form A luma from 256 R, 256 G, 256 B; clamp left to the pack.
 // The sum of block form A luma before its final shift (at most 30150, so
-// the saturating adds never saturate).
+// the saturating adds of the scalar form never saturate and plain 16-bit
+// adds give the same sum).
 KEL_AVX2_INLINE __m256i LumaSumA(__m256i r, __m256i g, __m256i b,
                                  const Hot& h) {
   return _mm256_add_epi16(LumaTerms(r, g, b, h), h.add);
