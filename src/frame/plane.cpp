@@ -8,9 +8,12 @@
 #include <immintrin.h>
 #include <x86intrin.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include "kelcore/kelcore.h"
 
@@ -339,6 +342,17 @@ KEL_AVX2 void NarrowRows(const uint8_t* s, ptrdiff_t ss, uint8_t* d,
   }
 }
 
+// NarrowRows for 0..7 whole units, by the number of units.
+using NarrowRowsFn = void (*)(const uint8_t*, ptrdiff_t, uint8_t*, ptrdiff_t,
+                              int, int);
+template <size_t... kUnits>
+constexpr std::array<NarrowRowsFn, sizeof...(kUnits)> NarrowRowsTable(
+    std::index_sequence<kUnits...>) {
+  return {&NarrowRows<static_cast<int>(kUnits)>...};
+}
+inline constexpr auto kNarrowRows =
+    NarrowRowsTable(std::make_index_sequence<8>());
+
 KEL_AVX2 void ForwardAlignedRows(const uint8_t* s, ptrdiff_t ss, uint8_t* d,
                                  ptrdiff_t ds, int w, int h) {
   const int blocks = w & ~63;
@@ -644,24 +658,7 @@ void PlaneRows(PlaneCopyPath path, const uint8_t* s, ptrdiff_t ss, uint8_t* d,
   if constexpr (kIsAvx2<Isa>) {
     switch (path) {
       case PlaneCopyPath::kNarrowRows:
-        switch (w >> 6) {
-          case 0:
-            return avx2::NarrowRows<0>(s, ss, d, ds, w, h);
-          case 1:
-            return avx2::NarrowRows<1>(s, ss, d, ds, w, h);
-          case 2:
-            return avx2::NarrowRows<2>(s, ss, d, ds, w, h);
-          case 3:
-            return avx2::NarrowRows<3>(s, ss, d, ds, w, h);
-          case 4:
-            return avx2::NarrowRows<4>(s, ss, d, ds, w, h);
-          case 5:
-            return avx2::NarrowRows<5>(s, ss, d, ds, w, h);
-          case 6:
-            return avx2::NarrowRows<6>(s, ss, d, ds, w, h);
-          default:
-            return avx2::NarrowRows<7>(s, ss, d, ds, w, h);
-        }
+        return avx2::kNarrowRows[std::min(w >> 6, 7)](s, ss, d, ds, w, h);
       case PlaneCopyPath::kForwardAligned:
         return avx2::ForwardAlignedRows(s, ss, d, ds, w, h);
       case PlaneCopyPath::kBackwardAligned:
