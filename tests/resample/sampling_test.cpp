@@ -5,7 +5,6 @@
 
 #include <cstring>
 #include <functional>
-#include <string>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -36,17 +35,10 @@ constexpr Fmt kYCbCr422P3{422, '3', "BR"}, kYCrCb422P3{422, '3', "RB"},
     kYCrCb420P3{420, '3', "RB"}, kYCbCr420P2{420, '2', "BR"},
     kYCbCr411P3{411, '3', "BR"}, kYCbCr411P2{411, '2', "BR"};
 
-// Chroma columns and rows of a w x h image (partial blocks counted).
-int ChromaCols(int sampling, int w) {
-  return sampling == 411 ? (w + 3) / 4 : (w + 1) / 2;
-}
-int ChromaRows(int sampling, int h) {
-  return sampling == 420 ? (h + 1) / 2 : h;
-}
-
-// Bytes per row and rows of each plane.
+// Bytes per row and rows of each plane (partial chroma blocks counted).
 std::vector<std::pair<int, int>> PlaneShapes(const Fmt& f, int w, int h) {
-  const int cw = ChromaCols(f.sampling, w), ch = ChromaRows(f.sampling, h);
+  const int cw = f.sampling == 411 ? (w + 3) / 4 : (w + 1) / 2;
+  const int ch = f.sampling == 420 ? (h + 1) / 2 : h;
   if (f.layout == 'C') return {{2 * w, h}};
   if (f.layout == '2') return {{w, h}, {2 * cw, ch}};
   return {{w, h}, {cw, ch}, {cw, ch}};
@@ -66,27 +58,6 @@ std::pair<int, int> Locate(const Fmt& f, char comp, int c) {
   return {f.order[0] == comp ? 1 : 2, c};
 }
 
-// Luma and chroma of an image, each at its own sampling.
-struct Samples {
-  int w, h, cw, ch;
-  std::vector<uint8_t> comp[3];  // Y, Cb, Cr
-
-  Samples(int sampling, int w_, int h_)
-      : w(w_),
-        h(h_),
-        cw(sampling == 411 ? w / 4 : w / 2),
-        ch(sampling == 420 ? h / 2 : h) {
-    comp[0].resize(static_cast<size_t>(w) * h);
-    comp[1].resize(static_cast<size_t>(cw) * ch);
-    comp[2].resize(comp[1].size());
-  }
-  int Cols(int k) const { return k == 0 ? w : cw; }
-  int Rows(int k) const { return k == 0 ? h : ch; }
-  uint8_t& At(int k, int r, int c) {
-    return comp[k][static_cast<size_t>(r) * Cols(k) + c];
-  }
-};
-
 constexpr char kComp[3] = {'Y', 'B', 'R'};
 
 // An image in one of the formats, every plane guarded.
@@ -104,59 +75,41 @@ struct Image {
     }
   }
   void FillRandom(std::mt19937& rng) {
-    for (GuardedPlane& p : planes) {
-      p.FillRandom(rng);
-      for (int y = 0; y < p.rows(); ++y) {  // the extremes, on purpose
-        p.row(y)[0] = 0;
-        p.row(y)[p.rowBytes() - 1] = 255;
-      }
-    }
+    for (GuardedPlane& p : planes) p.FillRandom(rng);
   }
 };
 
-Samples Decode(const Fmt& f, const Image& im, int w, int h) {
-  Samples s(f.sampling, w, h);
-  for (int k = 0; k < 3; ++k)
-    for (int r = 0; r < s.Rows(k); ++r)
-      for (int c = 0; c < s.Cols(k); ++c) {
-        auto [plane, x] = Locate(f, kComp[k], c);
-        s.At(k, r, c) = im.planes[plane].row(r)[x];
-      }
-  return s;
+// Source row and column of result chroma sample (i, j).
+std::pair<int, int> Origin(int from, int to, int i, int j) {
+  if (from == 422 && to == 420) return {2 * i, j};
+  if (from == 420 && to == 422) return {i / 2, j};
+  if (from == 422 && to == 411) return {i, 2 * j};
+  if (from == 411 && to == 422) return {i, j / 2};
+  if (from == 420 && to == 411) return {i / 2, 2 * j + i % 2};
+  if (from == 411 && to == 420) return {2 * i + j % 2, j / 2};
+  return {i, j};
 }
 
-// The bytes each plane should hold over its written region.
-std::vector<std::vector<uint8_t>> Encode(const Fmt& f, Samples& s) {
+// The bytes each result plane should hold over a w x h region of whole
+// blocks: luma copied, every chroma sample picked from its origin.
+std::vector<std::vector<uint8_t>> Expected(const Fmt& from, const Fmt& to,
+                                           const Image& src, int w, int h) {
+  const auto shapes = PlaneShapes(to, w, h);
   std::vector<std::vector<uint8_t>> out;
-  const auto shapes = PlaneShapes(f, s.w, s.h);
   for (auto [bytes, rows] : shapes)
     out.emplace_back(static_cast<size_t>(bytes) * rows);
+  const int cw = to.sampling == 411 ? w / 4 : w / 2;
+  const int ch = to.sampling == 420 ? h / 2 : h;
   for (int k = 0; k < 3; ++k)
-    for (int r = 0; r < s.Rows(k); ++r)
-      for (int c = 0; c < s.Cols(k); ++c) {
-        auto [plane, x] = Locate(f, kComp[k], c);
-        out[plane][static_cast<size_t>(r) * shapes[plane].first + x] =
-            s.At(k, r, c);
+    for (int i = 0; i < (k ? ch : h); ++i)
+      for (int j = 0; j < (k ? cw : w); ++j) {
+        auto [si, sj] =
+            k ? Origin(from.sampling, to.sampling, i, j) : std::pair{i, j};
+        auto [sp, sx] = Locate(from, kComp[k], sj);
+        auto [dp, dx] = Locate(to, kComp[k], j);
+        out[dp][static_cast<size_t>(i) * shapes[dp].first + dx] =
+            src.planes[sp].row(si)[sx];
       }
-  return out;
-}
-
-// Where each result chroma sample (i, j) comes from.
-Samples Resample(Samples& in, int from, int to) {
-  Samples out(to, in.w, in.h);
-  out.comp[0] = in.comp[0];
-  for (int i = 0; i < out.ch; ++i) {
-    for (int j = 0; j < out.cw; ++j) {
-      int si = i, sj = j;
-      if (from == 422 && to == 420) si = 2 * i;
-      if (from == 420 && to == 422) si = i / 2;
-      if (from == 422 && to == 411) sj = 2 * j;
-      if (from == 411 && to == 422) sj = j / 2;
-      if (from == 420 && to == 411) si = i / 2, sj = 2 * j + i % 2;
-      if (from == 411 && to == 420) si = 2 * i + j % 2, sj = j / 2;
-      for (int k = 1; k < 3; ++k) out.At(k, i, j) = in.At(k, si, sj);
-    }
-  }
   return out;
 }
 
@@ -233,6 +186,7 @@ struct Member {
   const char* name;
   Call call;
   Fmt from, to;
+  bool streams = false;  // streams above 348,602 or 524,288 pixels
 
   KelResult Run(Image& src, Image& dst, KelImageSize roi,
                 int nullSlot = -1) const {
@@ -248,10 +202,12 @@ struct Member {
 
 #define M(fn, from, to) \
   Member { #fn, Adapt(&fn), from, to }
+#define S(fn, from, to) \
+  Member { #fn, Adapt(&fn), from, to, true }
 
 const std::vector<Member>& Members() {
   static const std::vector<Member> members = {
-      M(keliYCbCr422ToYCbCr420_8u_P3R, kYCbCr422P3, kYCbCr420P3),
+      S(keliYCbCr422ToYCbCr420_8u_P3R, kYCbCr422P3, kYCbCr420P3),
       M(keliYCbCr422ToYCbCr420_8u_P3P2R, kYCbCr422P3, kYCbCr420P2),
       M(keliYCbCr422ToYCbCr420_8u_C2P3R, kYCbCr422, kYCbCr420P3),
       M(keliYCbCr422ToYCbCr420_8u_C2P2R, kYCbCr422, kYCbCr420P2),
@@ -277,42 +233,36 @@ const std::vector<Member>& Members() {
       M(keliYCrCb420ToYCbCr411_8u_P3P2R, kYCrCb420P3, kYCbCr411P2),
       M(keliYCbCr411ToYCbCr420_8u_P3R, kYCbCr411P3, kYCbCr420P3),
       M(keliYCbCr411ToYCbCr420_8u_P2P3R, kYCbCr411P2, kYCbCr420P3),
-      M(keliYCbCr411ToYCbCr420_8u_P3P2R, kYCbCr411P3, kYCbCr420P2),
+      S(keliYCbCr411ToYCbCr420_8u_P3P2R, kYCbCr411P3, kYCbCr420P2),
       M(keliYCbCr411ToYCrCb420_8u_P2P3R, kYCbCr411P2, kYCrCb420P3),
-      M(keliYCbCr422ToYCbCr411_8u_P3R, kYCbCr422P3, kYCbCr411P3),
+      S(keliYCbCr422ToYCbCr411_8u_P3R, kYCbCr422P3, kYCbCr411P3),
       M(keliYCbCr422ToYCbCr411_8u_P3P2R, kYCbCr422P3, kYCbCr411P2),
       M(keliYCbCr422ToYCbCr411_8u_C2P3R, kYCbCr422, kYCbCr411P3),
       M(keliYCbCr422ToYCbCr411_8u_C2P2R, kYCbCr422, kYCbCr411P2),
       M(keliYCrCb422ToYCbCr411_8u_C2P3R, kYCrCb422, kYCbCr411P3),
       M(keliCbYCr422ToYCbCr411_8u_C2P3R, kCbYCr422, kYCbCr411P3),
       M(keliYCbCr411ToYCbCr422_8u_P3R, kYCbCr411P3, kYCbCr422P3),
-      M(keliYCbCr411ToYCbCr422_8u_P2P3R, kYCbCr411P2, kYCbCr422P3),
-      M(keliYCbCr411ToYCbCr422_8u_P3C2R, kYCbCr411P3, kYCbCr422),
-      M(keliYCbCr411ToYCbCr422_8u_P2C2R, kYCbCr411P2, kYCbCr422),
+      S(keliYCbCr411ToYCbCr422_8u_P2P3R, kYCbCr411P2, kYCbCr422P3),
+      S(keliYCbCr411ToYCbCr422_8u_P3C2R, kYCbCr411P3, kYCbCr422),
+      S(keliYCbCr411ToYCbCr422_8u_P2C2R, kYCbCr411P2, kYCbCr422),
       M(keliYCbCr411ToYCrCb422_8u_P3R, kYCbCr411P3, kYCrCb422P3),
-      M(keliYCbCr411ToYCrCb422_8u_P3C2R, kYCbCr411P3, kYCrCb422),
+      S(keliYCbCr411ToYCrCb422_8u_P3C2R, kYCbCr411P3, kYCrCb422),
       M(keliYCbCr411_8u_P2P3R, kYCbCr411P2, kYCbCr411P3),
-      M(keliYCbCr411_8u_P3P2R, kYCbCr411P3, kYCbCr411P2),
+      S(keliYCbCr411_8u_P3P2R, kYCbCr411P3, kYCbCr411P2),
       M(keliYCbCr422_8u_C2P3R, kYCbCr422, kYCbCr422P3),
       M(keliYCbCr422_8u_P3C2R, kYCbCr422P3, kYCbCr422),
       M(keliYCrCb422ToYCbCr422_8u_C2P3R, kYCrCb422, kYCbCr422P3),
       M(keliCbYCr422ToYCbCr422_8u_C2P3R, kCbYCr422, kYCbCr422P3),
       M(keliYCbCr422ToCbYCr422_8u_P3C2R, kYCbCr422P3, kCbYCr422),
-      M(keliYCbCr422ToYCrCb422_8u_P3C2R, kYCbCr422P3, kYCrCb422),
-      M(keliYCbCr422ToYCrCb422_8u_C2R, kYCbCr422, kYCrCb422),
+      S(keliYCbCr422ToYCrCb422_8u_P3C2R, kYCbCr422P3, kYCrCb422),
+      S(keliYCbCr422ToYCrCb422_8u_C2R, kYCbCr422, kYCrCb422),
       M(keliYCbCr422ToCbYCr422_8u_C2R, kYCbCr422, kCbYCr422),
       M(keliCbYCr422ToYCbCr422_8u_C2R, kCbYCr422, kYCbCr422),
   };
   return members;
 }
 #undef M
-
-const Member& Find(const std::string& name) {
-  for (const Member& m : Members())
-    if (m.name == name) return m;
-  ADD_FAILURE() << name;
-  return Members()[0];
-}
+#undef S
 
 // Runs `m` on a random w x h image and compares every destination plane
 // with the model; bytes outside the trimmed region must keep their canary.
@@ -322,14 +272,25 @@ const Member& Find(const std::string& name) {
   Image src(m.from, w, h, slack, misalign);
   Image dst(m.to, w, h, slack < 0 ? slack : slack + 7, 2 * misalign);
   src.FillRandom(rng);
-  if (const KelResult r = m.Run(src, dst, {w, h}); r != kelOk)
+  // The source is read from copies that end with its last byte (steps and
+  // alignment within 16 bytes kept): the sanitizer build catches any read
+  // past the region.
+  View sv = ViewOf(src);
+  std::vector<std::vector<uint8_t>> tight(sv.planes);
+  for (int i = 0; i < sv.planes; ++i) {
+    const GuardedPlane& p = src.planes[i];
+    const size_t lead = reinterpret_cast<uintptr_t>(p.data()) % 16,
+                 span = p.row(p.rows() - 1) + p.rowBytes() - p.data();
+    tight[i].resize(lead + span);
+    std::memcpy(tight[i].data() + lead, p.data(), span);
+    sv.p[i] = tight[i].data() + lead;
+  }
+  if (const KelResult r = m.call(sv, ViewOf(dst), {w, h}, -1); r != kelOk)
     return ::testing::AssertionFailure() << "result " << r;
 
   const int tw = w / m.MinWidth() * m.MinWidth();
   const int th = h / m.MinHeight() * m.MinHeight();
-  Samples in = Decode(m.from, src, tw, th);
-  Samples out = Resample(in, m.from.sampling, m.to.sampling);
-  const auto expected = Encode(m.to, out);
+  const auto expected = Expected(m.from, m.to, src, tw, th);
   const auto shapes = PlaneShapes(m.to, tw, th);
   for (size_t i = 0; i < dst.planes.size(); ++i) {
     const GuardedPlane& p = dst.planes[i];
@@ -380,8 +341,8 @@ TEST(Movers, EveryShapeMatchesTheModel) {
   }
 }
 
-// The members that switch to streaming stores above 348,602 or 524,288
-// pixels, above their threshold; aligned and misaligned destinations.
+// The streaming members above their threshold: gapless and aligned, rows
+// 32-byte aligned, nothing aligned.
 TEST(Movers, StreamingMembersMatchTheModel) {
   std::mt19937 rng = kel::test::TestRng();
 #ifdef __SANITIZE_ADDRESS__
@@ -389,55 +350,13 @@ TEST(Movers, StreamingMembersMatchTheModel) {
 #else
   const int w = 1024, h = 520;
 #endif
-  for (const char* name :
-       {"keliYCbCr411ToYCbCr420_8u_P3P2R", "keliYCbCr411ToYCbCr422_8u_P2P3R",
-        "keliYCbCr411_8u_P3P2R", "keliYCbCr422ToYCbCr420_8u_P3R",
-        "keliYCbCr411ToYCbCr422_8u_P2C2R", "keliYCbCr411ToYCbCr422_8u_P3C2R",
-        "keliYCbCr411ToYCrCb422_8u_P3C2R", "keliYCbCr422ToYCbCr411_8u_P3R",
-        "keliYCbCr422ToYCrCb422_8u_C2R", "keliYCbCr422ToYCrCb422_8u_P3C2R"}) {
-    SCOPED_TRACE(name);
-    ForEachDispatch([&] {
-      // Gapless and aligned, rows 32-byte aligned, nothing aligned.
-      for (auto [slack, misalign] : {std::pair{-1, 0}, {25, 0}, {5, 9}})
-        EXPECT_TRUE(MatchesModel(Find(name), w, h, rng, slack, misalign))
-            << "slack " << slack << ", misalign " << misalign;
-    });
-  }
-}
-
-// Source planes that end with the last byte of their last row: the vector
-// steps read nothing past the region (the sanitizer build checks), and the
-// results are those of guarded planes.
-TEST(Movers, ReadsEndAtTheLastSourceByte) {
-  std::mt19937 rng = kel::test::TestRng();
   for (const Member& m : Members()) {
+    if (!m.streams) continue;
     SCOPED_TRACE(m.name);
     ForEachDispatch([&] {
-      for (int gap : {0, 8}) {
-        for (int w : {8, 68, 132, 260}) {
-          const int h = 4;
-          Image src(m.from, w, h), want(m.to, w, h), got(m.to, w, h);
-          src.FillRandom(rng);
-          std::vector<std::vector<uint8_t>> exact;
-          View v = ViewOf(src);
-          for (int i = 0; i < v.planes; ++i) {
-            const GuardedPlane& p = src.planes[i];
-            v.step[i] = p.rowBytes() + gap;
-            exact.emplace_back(static_cast<size_t>(v.step[i]) * (h - 1) +
-                               p.rowBytes());
-            for (int y = 0; y < p.rows(); ++y)
-              std::memcpy(exact.back().data() + v.step[i] * y, p.row(y),
-                          p.rowBytes());
-            v.p[i] = exact.back().data();
-          }
-          ASSERT_EQ(m.Run(src, want, {w, h}), kelOk);
-          ASSERT_EQ(m.call(v, ViewOf(got), {w, h}, -1), kelOk);
-          for (size_t i = 0; i < got.planes.size(); ++i)
-            EXPECT_TRUE(SameBytes(want.planes[i].Image(), got.planes[i].Image(),
-                                  got.planes[i].rowBytes()))
-                << "width " << w << ", gap " << gap << ", plane " << i;
-        }
-      }
+      for (auto [slack, misalign] : {std::pair{-1, 0}, {25, 0}, {5, 9}})
+        EXPECT_TRUE(MatchesModel(m, w, h, rng, slack, misalign))
+            << "slack " << slack << ", misalign " << misalign;
     });
   }
 }
@@ -458,14 +377,11 @@ TEST(Movers, ErrorsWriteNothing) {
         for (size_t i = 0; i < dst.planes.size(); ++i)
           EXPECT_TRUE(dst.planes[i].Unchanged(before[i]));
       };
-      for (KelImageSize roi : {KelImageSize{mw - 1, mh},
-                               {mw, mh - 1},
-                               {0, 0},
-                               {-mw, mh},
-                               {mw, -8},
-                               {mw - 1, 1 << 20},
-                               {1 << 20, mh - 1}})
-        expect(kelErrSize, roi, -1);
+      const int big = 1 << 20,
+                sizes[][2] = {{mw - 1, mh}, {mw, mh - 1}, {0, 0},
+                              {-mw, mh},    {mw, -8},     {mw - 1, big},
+                              {big, mh - 1}};
+      for (auto [w, h] : sizes) expect(kelErrSize, {w, h}, -1);
       const int slots = PointerCount(m.from) + PointerCount(m.to);
       for (int slot = 0; slot < slots; ++slot) {
         expect(kelErrNullPtr, {8, 8}, slot);
@@ -513,13 +429,11 @@ TEST(Movers, InterleavingOverOverlappingRowsGoesInOrder) {
 // Packed to packed in place.
 TEST(Movers, PackedReorderWorksInPlace) {
   std::mt19937 rng = kel::test::TestRng();
-  for (const char* name :
-       {"keliYCbCr422ToYCrCb422_8u_C2R", "keliYCbCr422ToCbYCr422_8u_C2R",
-        "keliCbYCr422ToYCbCr422_8u_C2R"}) {
-    const Member& m = Find(name);
-    SCOPED_TRACE(name);
+  for (const Member& m : Members()) {
+    if (m.from.layout != 'C' || m.to.layout != 'C') continue;
+    SCOPED_TRACE(m.name);
     ForEachDispatch([&] {
-      for (int w : {2, 30, 64, 130, 1000}) {
+      for (int w : {2, 30, 130, 1000}) {
         Image im(m.from, w, 3), expect(m.to, w, 3);
         im.FillRandom(rng);
         ASSERT_EQ(m.Run(im, expect, {w, 3}), kelOk);
