@@ -313,8 +313,10 @@ struct Case {
 // Widths around every multiple of the 32-sample chroma step (64 pixels of
 // 4:2:2 and 4:2:0 chroma, 128 of 4:1:1), odd ones included; heights 1 to 5
 // and more; planes anywhere in a cache line, steps with slack, and planes
-// without gaps between rows (moved as one long row).
-std::vector<Case> Cases() {
+// without gaps between rows (moved as one long row). A streaming member
+// also runs above its threshold of 348,602 or 524,288 pixels: gapless and
+// aligned, rows 32-byte aligned, nothing aligned.
+std::vector<Case> Cases(bool streams) {
   std::vector<Case> cases;
   for (int w : {2,   3,   5,   7,   8,   31,  32,  33,  62,  63,  64,  66,
                 126, 128, 130, 132, 190, 194, 256, 260, 382, 388, 1030})
@@ -323,6 +325,14 @@ std::vector<Case> Cases() {
   for (int misalign : {1, 17, 31}) cases.push_back({264, 4, 13, misalign});
   for (auto [w, h] : {std::pair{4, 1}, {8, 6}, {68, 3}, {132, 9}, {260, 6}})
     cases.push_back({w, h, -1, 0});
+#ifdef __SANITIZE_ADDRESS__
+  const int bigRows = 40;
+#else
+  const int bigRows = 520;
+#endif
+  if (streams)
+    for (auto [slack, misalign] : {std::pair{-1, 0}, {25, 0}, {5, 9}})
+      cases.push_back({1024, bigRows, slack, misalign});
   return cases;
 }
 
@@ -331,32 +341,12 @@ TEST(Movers, EveryShapeMatchesTheModel) {
   for (const Member& m : Members()) {
     SCOPED_TRACE(m.name);
     ForEachDispatch([&] {
-      for (const Case& c : Cases()) {
+      for (const Case& c : Cases(m.streams)) {
         if (c.w < m.MinWidth() || c.h < m.MinHeight()) continue;
         EXPECT_TRUE(MatchesModel(m, c.w, c.h, rng, c.slack, c.misalign))
             << c.w << " x " << c.h << ", slack " << c.slack << ", misalign "
             << c.misalign;
       }
-    });
-  }
-}
-
-// The streaming members above their threshold: gapless and aligned, rows
-// 32-byte aligned, nothing aligned.
-TEST(Movers, StreamingMembersMatchTheModel) {
-  std::mt19937 rng = kel::test::TestRng();
-#ifdef __SANITIZE_ADDRESS__
-  const int w = 1024, h = 40;
-#else
-  const int w = 1024, h = 520;
-#endif
-  for (const Member& m : Members()) {
-    if (!m.streams) continue;
-    SCOPED_TRACE(m.name);
-    ForEachDispatch([&] {
-      for (auto [slack, misalign] : {std::pair{-1, 0}, {25, 0}, {5, 9}})
-        EXPECT_TRUE(MatchesModel(m, w, h, rng, slack, misalign))
-            << "slack " << slack << ", misalign " << misalign;
     });
   }
 }
