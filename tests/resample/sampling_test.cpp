@@ -148,20 +148,19 @@ Call Adapt(KelResult (*f)(P...)) {
     std::vector<intptr_t> args;
     int slot = 0;
     auto pointer = [&](const void* p) {
-      args.push_back(slot++ == null ? 0 : reinterpret_cast<intptr_t>(p));
+      return slot++ == null ? intptr_t{0} : reinterpret_cast<intptr_t>(p);
     };
     for (int side = 0; side < 2; ++side) {
       const View& v = side == 0 ? src : dst;
-      if (v.planes == 3) pointer(arr[side]), pointer(steps[side]);
+      // Braced lists are evaluated left to right, so slots go in order.
+      if (v.planes == 3)
+        args.insert(args.end(), {pointer(arr[side]), pointer(steps[side])});
       for (int i = 0; i < v.planes; ++i) {
-        arr[side][i] = slot == null ? nullptr : v.p[i];
         steps[side][i] = v.step[i];
-        if (v.planes == 3) {
-          ++slot;
-        } else {
-          pointer(v.p[i]);
-          args.push_back(v.step[i]);
-        }
+        if (v.planes == 3)
+          arr[side][i] = reinterpret_cast<Kel8u*>(pointer(v.p[i]));
+        else
+          args.insert(args.end(), {pointer(v.p[i]), v.step[i]});
       }
     }
     size_t next = 0;
