@@ -36,17 +36,19 @@ void ForEachIsa(Body&& body) {
   body.template operator()<kel::Avx2>();
 }
 
-// The cache query reports g_cacheSize, or fails when that is kFails.
+// While an Observed lives, the cache query reports `cache` (or fails for
+// kFails) and the kernels' paths are traced.
 constexpr int32_t kFails = -1;
 int32_t g_cacheSize = kFails;
 int ReportCache(int32_t* sizeB) {
-  if (g_cacheSize == kFails) return 1;
   *sizeB = g_cacheSize;
-  return 0;
+  return g_cacheSize == kFails ? 1 : 0;
 }
 
 struct Observed {
-  Observed() : scope({&ReportCache, &trace}) {}
+  explicit Observed(int32_t cache = kFails) : scope({&ReportCache, &trace}) {
+    g_cacheSize = cache;
+  }
   PlaneTrace trace;
   kel::frame::ScopedPlaneHooks scope;
 };
@@ -63,112 +65,98 @@ struct PageBuffer {
   uint8_t* p;
 };
 
-// n bytes at d equal those at s; 64 bytes either side of d still hold guard.
+// The h rows of n bytes at d (step ds; 0 for one row written again and
+// again) equal those at s (step ss); the bytes between the rows and 64
+// either side still hold `guard`.
 ::testing::AssertionResult CopiedWithin(const uint8_t* s, const uint8_t* d,
-                                        size_t n, uint8_t guard) {
-  if (std::memcmp(s, d, n) != 0)
-    return ::testing::AssertionFailure() << "bytes differ";
+                                        size_t n, uint8_t guard, int h = 1,
+                                        ptrdiff_t ss = 0, ptrdiff_t ds = 0) {
+  const int rows = ds == 0 ? 1 : h;
   for (int g = 1; g <= 64; ++g)
-    if (d[-g] != guard || d[n - 1 + g] != guard)
-      return ::testing::AssertionFailure() << "guard byte " << g << " written";
+    if (d[-g] != guard)
+      return ::testing::AssertionFailure() << "guard byte " << -g << " written";
+  for (int y = 0; y < rows; ++y) {
+    const uint8_t* row = d + y * ds;
+    if (std::memcmp(s + y * ss, row, n) != 0)
+      return ::testing::AssertionFailure() << "row " << y << " differs";
+    const ptrdiff_t gap = y + 1 < rows ? ds - ptrdiff_t(n) : 64;
+    for (ptrdiff_t g = 0; g < gap; ++g)
+      if (row[n + g] != guard)
+        return ::testing::AssertionFailure()
+               << "byte " << g << " after row " << y << " written";
+  }
   return ::testing::AssertionSuccess();
 }
 
-TEST(PlaneCopy8u, EveryWidthClassAlignmentAndCachePolicy) {
+// Every path of the plane copy between page-aligned buffers: offsets are
+// from 512 bytes into each, steps and width set the width class.
+TEST(PlaneCopy8u, EveryPathWidthClassAndAlignment) {
   using P = PlaneCopyPath;
-  using B = ByteCopyPath;
   struct Case {
-    int32_t w, h, srcSlack, dstSlack, dstMisalign, cache, queries;
+    int32_t w, h, srcStep, dstStep, srcOff, dstOff, cache, queries;
     P path;
-    B run = B::kNone;
-    int srcMisalign = 0;
+    ByteCopyPath run = ByteCopyPath::kNone;
   };
+  const int page = 8192;
   std::vector<Case> cases = {
       // Up to 3 MiB no query; above, a small cache streams. Width 511
       // never asks nor streams.
-      {1024, 3072, 32, 64, 0, 1 << 16, 0, P::kForwardAligned},
-      {3145729, 1, 64, 64, 3, 1 << 16, 1, P::kStreamUnaligned},
-      {511, 8200, 1, 1, 0, 1 << 16, 0, P::kNarrowRows},
+      {1024, 3072, 1056, 1088, 0, 0, 1 << 16, 0, P::kForwardAligned},
+      {3145729, 1, 3145793, 3145793, 0, 3, 1 << 16, 1, P::kStreamUnaligned},
+      {511, 8200, 512, 512, 0, 0, 1 << 16, 0, P::kNarrowRows},
       // 8 MiB cache: from 4 MiB streams; a failed query never streams.
-      {1024, 4095, 96, 64, 0, 8 << 20, 1, P::kForwardAligned},
-      {1024, 4096, 96, 64, 0, 8 << 20, 1, P::kStreamAligned},
-      {1024, 4096, 96, 64, 0, kFails, 1, P::kForwardAligned},
+      {1024, 4095, 1120, 1088, 0, 0, 8 << 20, 1, P::kForwardAligned},
+      {1024, 4096, 1120, 1088, 0, 0, 8 << 20, 1, P::kStreamAligned},
+      {1024, 4096, 1120, 1088, 0, 0, kFails, 1, P::kForwardAligned},
       // Streaming to a destination off 64 bytes, or a width off 32.
-      {4096, 1100, 5, 64, 32, 8 << 20, 1, P::kStreamUnaligned},
-      {4100, 1100, 5, 64, 0, 8 << 20, 1, P::kStreamUnaligned},
+      {4096, 1100, 4101, 4160, 0, 32, 8 << 20, 1, P::kStreamUnaligned},
+      {4100, 1100, 4105, 4164, 0, 0, 8 << 20, 1, P::kStreamUnaligned},
       // Contiguous planes are one run (ByteCopy's paths are tested below).
-      {100, 3, 0, 0, 5, 1 << 20, 0, P::kOneRun, B::kShort},
-      {4096, 1100, 0, 0, 5, 1 << 20, 1, P::kOneRun, B::kStream},
+      {100, 3, 100, 100, 0, 5, 1 << 20, 0, P::kOneRun, ByteCopyPath::kShort},
+      {4096, 1100, 4096, 4096, 0, 5, 1 << 20, 1, P::kOneRun,
+       ByteCopyPath::kStream},
+      // Equal steps whose destination sits 0 to 159 bytes past the source's
+      // page offset run backward.
+      {2080, 6, page, page, 0, 0, kFails, 0, P::kBackwardAligned},
+      {2080, 6, page, page, 0, 128, kFails, 0, P::kBackwardAligned},
+      {2080, 6, page, page, 0, 160, kFails, 0, P::kForwardAligned},
+      {2080, 6, page, page, 32, 0, kFails, 0, P::kForwardAligned},
+      {2080, 6, page, page + 32, 0, 0, kFails, 0, P::kForwardAligned},
+      // Zero steps copy one row again and again: more than 2^31 - 1 bytes
+      // stream without a query, also when a 20-byte row ends before the
+      // destination is aligned (slow in the sanitizer build).
+      {65536, 32768, 0, 0, 0, 67, kFails, 0, P::kStreamUnaligned},
+      {20, INT32_MAX / 20 + 1, 0, 0, 0, 67, kFails, 0, P::kStreamUnaligned},
   };
   // Small planes around each width class (row lengths are RowCopy's test);
   // unequal steps never run backward.
-  for (int w : {1, 15, 31, 32, 33, 63, 64, 65, 129, 511, 512, 513, 543, 544,
-                1024, 1055, 1056, 1089})
+  for (int w : {1, 15, 31, 32, 33, 63, 64, 65, 129, 511, 512, 513, 543, 544})
     for (int mis : {0, 1, 32, 45})
       for (int slack : {0, 7, 64})
-        cases.push_back({w, 3, slack + 3, slack, mis, kFails, 0,
+        cases.push_back({w, 3, w + slack + 3, w + slack, mis * 7 % 64, mis,
+                         kFails, 0,
                          w < 512 ? P::kNarrowRows
                          : mis % 32 == 0 && slack % 32 == 0 && w % 32 == 0
                              ? P::kForwardAligned
-                             : P::kForwardUnaligned,
-                         B::kNone, mis * 7 % 64});
-  std::mt19937 rng = kel::test::TestRng();
-  for (const Case& c : cases) {
-    SCOPED_TRACE(::testing::Message() << c.w << "x" << c.h << " +"
-                                      << c.dstMisalign << " " << c.dstSlack);
-    GuardedPlane src(c.w, c.h, c.srcSlack, c.srcMisalign);
-    GuardedPlane dst(c.w, c.h, c.dstSlack, c.dstMisalign);
-    src.FillRandom(rng);
-    g_cacheSize = c.cache;
-    ForEachIsa([&]<class Isa>() {
-      dst.Fill(0);
-      Observed seen;
-      EXPECT_EQ(kel::frame::PlaneCopy8u<Isa>(src.data(), src.step(), dst.data(),
-                                             dst.step(), {c.w, c.h}),
-                kelOk);
-      EXPECT_TRUE(kel::test::SameBytes(src.Image(), dst.Image(), c.w));
-      EXPECT_TRUE(dst.CanaryIntactOutside(c.w, c.h));
-      EXPECT_EQ(seen.trace.planeCopy, c.path);
-      EXPECT_EQ(seen.trace.byteCopy, c.run);
-      EXPECT_EQ(seen.trace.cacheQueries, c.queries);
-    });
-  }
-}
-
-TEST(PlaneCopy8u, PageAliasAndBeyondInt32Paths) {
-  // Equal steps whose destination sits 0 to 159 bytes past the source's page
-  // offset run backward. Zero steps copy one row again and again: more than
-  // 2^31 - 1 bytes stream without a query, also when a 20-byte row ends
-  // before the destination is aligned (slow in the sanitizer build).
-  const int step = 4096 * 2, bytes = step * 12;
-  struct Case {
-    int delta, srcStep, dstStep, w, h;
-    PlaneCopyPath path;
-  } cases[] = {
-      {0, step, step, 2080, 6, PlaneCopyPath::kBackwardAligned},
-      {128, step, step, 2080, 6, PlaneCopyPath::kBackwardAligned},
-      {160, step, step, 2080, 6, PlaneCopyPath::kForwardAligned},
-      {-32, step, step, 2080, 6, PlaneCopyPath::kForwardAligned},
-      {0, step, step + 32, 2080, 6, PlaneCopyPath::kForwardAligned},
-      {67, 0, 0, 65536, 32768, PlaneCopyPath::kStreamUnaligned},
-      {67, 0, 0, 20, INT32_MAX / 20 + 1, PlaneCopyPath::kStreamUnaligned},
-  };
-  PageBuffer src(bytes), dst(bytes);
+                             : P::kForwardUnaligned});
+  PageBuffer src(5 << 20), dst(5 << 20);
   ForEachIsa([&]<class Isa>() {
     for (const Case& c : cases) {
       if (kSlowBuild && c.w == 20) continue;
-      const uint8_t* s = src.p + 512;
-      uint8_t* d = dst.p + 512 + c.delta;
-      std::memset(dst.p, 0xC3, bytes);
-      Observed seen;
+      SCOPED_TRACE(::testing::Message() << c.w << "x" << c.h << " steps "
+                                        << c.srcStep << " " << c.dstStep);
+      const uint8_t* s = src.p + 512 + c.srcOff;
+      uint8_t* d = dst.p + 512 + c.dstOff;
+      const int rows = c.dstStep == 0 ? 1 : c.h;
+      std::memset(d - 64, 0xC3, size_t(c.dstStep) * (rows - 1) + c.w + 128);
+      Observed seen(c.cache);
       ASSERT_EQ(
           kel::frame::PlaneCopy8u<Isa>(s, c.srcStep, d, c.dstStep, {c.w, c.h}),
           kelOk);
-      EXPECT_EQ(seen.trace.planeCopy, c.path) << c.delta << " " << c.w;
-      EXPECT_EQ(seen.trace.cacheQueries, 0);
-      for (int y = 0; y < std::min(c.h, 6); ++y)
-        EXPECT_TRUE(CopiedWithin(s + ptrdiff_t(y) * c.srcStep,
-                                 d + ptrdiff_t(y) * c.dstStep, c.w, 0xC3));
+      EXPECT_TRUE(CopiedWithin(s, d, c.w, 0xC3, c.h, c.srcStep, c.dstStep));
+      EXPECT_EQ(seen.trace.planeCopy, c.path);
+      EXPECT_EQ(seen.trace.byteCopy, c.run);
+      EXPECT_EQ(seen.trace.cacheQueries, c.queries);
     }
   });
 }
@@ -206,11 +194,10 @@ TEST(ByteCopy, EverySizeClassAlignmentAndPath) {
                          srcMis, dstMis});
   ForEachIsa([&]<class Isa>() {
     for (const Case& c : cases) {
-      g_cacheSize = c.cache;
       const uint8_t* s = src.p + 2048 + c.srcMis;
       uint8_t* d = dst.p + 2048 + c.srcMis + c.dstMis;
       std::memset(d - 64, 0xE7, size_t(c.n) + 128);
-      Observed seen;
+      Observed seen(c.cache);
       ASSERT_EQ(kel::frame::ByteCopy<Isa>(s, d, c.n), d);
       ASSERT_TRUE(CopiedWithin(s, d, c.n, 0xE7))
           << c.n << " +" << c.srcMis << " +" << c.dstMis;
@@ -220,6 +207,8 @@ TEST(ByteCopy, EverySizeClassAlignmentAndPath) {
   });
 }
 
+// Word32Copy pieces are (first element, bytes), wide-row pieces (offset,
+// bytes): at most 2^31 - 32 bytes, and 1 GiB.
 TEST(PlaneKernels, LongTransfersSplitIntoPiecesThatFitInt32) {
   using Pieces = std::vector<std::pair<int64_t, int32_t>>;
   auto pieces = [](bool wideRow, int64_t n) {
@@ -231,17 +220,15 @@ TEST(PlaneKernels, LongTransfersSplitIntoPiecesThatFitInt32) {
       kel::frame::ForEachWord32Piece(int32_t(n), add);
     return p;
   };
-  // Word32Copy: element positions and byte lengths; wide rows: 1 GiB pieces.
-  const int32_t full = 2147483616, piece = 536870904;
+  const int32_t full = 2147483616, g = 1 << 30;
+  const int64_t piece = 536870904;
   EXPECT_EQ(pieces(false, 536870911), (Pieces{{0, 2147483644}}));
   EXPECT_EQ(pieces(false, 536870912), (Pieces{{0, full}, {piece, 32}}));
-  EXPECT_EQ(pieces(false, 2 * piece + 8),
-            (Pieces{{0, full}, {piece, full}, {2 * piece, 32}}));
-  Pieces all(4, {0, full});
-  for (int k = 0; k < 4; ++k) all[k].first = int64_t{k} * piece;
-  all.push_back({4LL * piece, 124});
-  EXPECT_EQ(pieces(false, INT32_MAX), all);
-  const int32_t g = 1 << 30;
+  EXPECT_EQ(pieces(false, INT32_MAX), (Pieces{{0, full},
+                                              {piece, full},
+                                              {2 * piece, full},
+                                              {3 * piece, full},
+                                              {4 * piece, 124}}));
   EXPECT_EQ(pieces(true, g), (Pieces{{0, g}}));
   EXPECT_EQ(pieces(true, int64_t{3} * g + 7),
             (Pieces{{0, g}, {g, g}, {2LL * g, g}, {3LL * g, 7}}));
@@ -283,20 +270,16 @@ TEST(PlaneKernels, CheckedEntryPointsErrorsInOrderAndCopies) {
     EXPECT_EQ(Word32Copy<Isa>(s + 3, d + 3, 2), kelOk);
     EXPECT_EQ(std::memcmp(s, d, 11), 0);
     EXPECT_TRUE(dst.CanaryIntactOutside(11, 1));
-    // The wide copy, with wide and with negative steps.
-    GuardedPlane big(1000, 5, 77), wide(1000, 5, 24, 9), flipped(1000, 5);
+    // The wide copy, here with a negative source step.
+    GuardedPlane big(1000, 5, 77), flipped(1000, 5, 24, 9);
     big.FillRandom(rng);
     const int64_t size[2] = {1000, 5};
-    EXPECT_EQ(PlaneCopy8uWide<Isa>(big.data(), big.step(), wide.data(),
-                                   wide.step(), size),
-              kelOk);
-    EXPECT_TRUE(kel::test::SameBytes(big.Image(), wide.Image(), 1000));
-    EXPECT_TRUE(wide.CanaryIntactOutside(1000, 5));
     EXPECT_EQ(PlaneCopy8uWide<Isa>(big.row(4), -int64_t{big.step()},
                                    flipped.data(), flipped.step(), size),
               kelOk);
     for (int y = 0; y < 5; ++y)
       EXPECT_EQ(std::memcmp(flipped.row(y), big.row(4 - y), 1000), 0);
+    EXPECT_TRUE(flipped.CanaryIntactOutside(1000, 5));
   });
 }
 
@@ -368,9 +351,8 @@ TEST(PlaneFill8u, EveryWidthAlignmentAndCachePolicy) {
       const Case& c = cases[i];
       const uint8_t v = i % 3 == 0 ? 0 : i % 3 == 1 ? 255 : 0x5A;
       const int rows = c.h <= 3 ? c.h : 1;
-      g_cacheSize = c.cache;
       GuardedPlane dst(c.w, rows, c.mis % 2 * 9, c.mis);
-      Observed seen;
+      Observed seen(c.cache);
       ASSERT_EQ(kel::frame::PlaneFill8u<Isa>(
                     v, dst.data(), c.h == rows ? dst.step() : 0, {c.w, c.h}),
                 kelOk);
@@ -388,7 +370,6 @@ TEST(PlaneFill8u, EveryWidthAlignmentAndCachePolicy) {
   std::vector<uint8_t> buf(8 << 20);
   kel::frame::PlaneFill8u<kel::Portable>(0, buf.data(), 4096, {4096, 2048});
   EXPECT_EQ(trace.cacheQueries, 1);
-  EXPECT_NE(trace.planeFill, FillPath::kNone);
 }
 
 TEST(Word32Fill, FillsElementsAtAnyAlignmentAndFollowsThePolicy) {
@@ -416,9 +397,8 @@ TEST(Word32Fill, FillsElementsAtAnyAlignmentAndFollowsThePolicy) {
       cases.push_back({count, off, 0, 0, FillPath::kCached});
   ForEachIsa([&]<class Isa>() {
     for (const Case& c : cases) {
-      g_cacheSize = c.cache;
       std::memset(buf.p, 0xAB, size_t(c.count) * 4 + 256);
-      Observed seen;
+      Observed seen(c.cache);
       ASSERT_EQ(kel::frame::Word32Fill<Isa>(value, buf.p + c.off, c.count),
                 kelOk);
       EXPECT_EQ(seen.trace.cacheQueries, c.queries) << c.count;
