@@ -88,16 +88,17 @@ struct PageBuffer {
   return ::testing::AssertionSuccess();
 }
 
-// Every path of the plane copy between page-aligned buffers: offsets are
-// from 512 bytes into each, steps and width set the width class.
-TEST(PlaneCopy8u, EveryPathWidthClassAndAlignment) {
+// Every path of the plane copy, and of the byte copy that runs contiguous
+// planes, between page-aligned buffers (offsets are from 512 bytes in).
+TEST(PlaneCopy8u, EveryPathSizeClassAndAlignment) {
   using P = PlaneCopyPath;
+  using B = ByteCopyPath;
   struct Case {
     int32_t w, h, srcStep, dstStep, srcOff, dstOff, cache, queries;
     P path;
-    ByteCopyPath run = ByteCopyPath::kNone;
+    B run = B::kNone;
   };
-  const int page = 8192;
+  const int page = 8192, floor = kel::frame::kByteCopyQueryFloor;
   std::vector<Case> cases = {
       // Up to 3 MiB no query; above, a small cache streams. Width 511
       // never asks nor streams.
@@ -111,10 +112,9 @@ TEST(PlaneCopy8u, EveryPathWidthClassAndAlignment) {
       // Streaming to a destination off 64 bytes, or a width off 32.
       {4096, 1100, 4101, 4160, 0, 32, 8 << 20, 1, P::kStreamUnaligned},
       {4100, 1100, 4105, 4164, 0, 0, 8 << 20, 1, P::kStreamUnaligned},
-      // Contiguous planes are one run (ByteCopy's paths are tested below).
-      {100, 3, 100, 100, 0, 5, 1 << 20, 0, P::kOneRun, ByteCopyPath::kShort},
-      {4096, 1100, 4096, 4096, 0, 5, 1 << 20, 1, P::kOneRun,
-       ByteCopyPath::kStream},
+      // Contiguous planes are one byte copy (more below).
+      {100, 3, 100, 100, 0, 5, 1 << 20, 0, P::kOneRun, B::kShort},
+      {4096, 1100, 4096, 4096, 0, 5, 1 << 20, 1, P::kOneRun, B::kStream},
       // Equal steps whose destination sits 0 to 159 bytes past the source's
       // page offset run backward.
       {2080, 6, page, page, 0, 0, kFails, 0, P::kBackwardAligned},
@@ -139,7 +139,33 @@ TEST(PlaneCopy8u, EveryPathWidthClassAndAlignment) {
                          : mis % 32 == 0 && slack % 32 == 0 && w % 32 == 0
                              ? P::kForwardAligned
                              : P::kForwardUnaligned});
-  PageBuffer src(5 << 20), dst(5 << 20);
+  // Single rows are one byte copy: above its floor it asks, and streams
+  // from half the cache. Every size class; the destination past the
+  // source's page offset by 0 to 159 bytes (the alias range) and by more.
+  auto run = [&](int32_t n, int32_t cache, int32_t queries, B path,
+                 int srcOff = 9, int dstOff = 1000) {
+    cases.push_back(
+        {n, 1, n, n, srcOff, dstOff, cache, queries, P::kOneRun, path});
+  };
+  run(floor, 1 << 16, 0, B::kRep);
+  run(floor + 1, 1 << 16, 1, B::kStream);
+  run(floor + 1, kFails, 1, B::kRep);
+  run(floor + 100, 2 * (floor + 100), 1, B::kStream);
+  run(floor + 100, 2 * (floor + 102), 1, B::kRep);
+  run(2 * floor + 77, 1 << 16, 1, B::kStream);
+  std::vector<int> sizes;
+  for (int n = 1; n <= 66; ++n) sizes.push_back(n);
+  for (int n : {127, 128, 129, 255, 256, 257, 300, 16447, 32767, 32768, 32769})
+    sizes.push_back(n);
+  for (int n : sizes)
+    for (int srcMis : {0, 1, 8, 16, 33})
+      for (int dstMis : {0, 31, 159, 160, 4000 + srcMis % 3})
+        run(n, kFails, 0,
+            n < 32768      ? B::kShort
+            : dstMis < 160 ? B::kPageAlias
+                           : B::kRep,
+            srcMis, srcMis + dstMis);
+  PageBuffer src(9 << 20), dst(9 << 20);
   ForEachIsa([&]<class Isa>() {
     for (const Case& c : cases) {
       if (kSlowBuild && c.w == 20) continue;
@@ -157,52 +183,6 @@ TEST(PlaneCopy8u, EveryPathWidthClassAndAlignment) {
       EXPECT_EQ(seen.trace.planeCopy, c.path);
       EXPECT_EQ(seen.trace.byteCopy, c.run);
       EXPECT_EQ(seen.trace.cacheQueries, c.queries);
-    }
-  });
-}
-
-TEST(ByteCopy, EverySizeClassAlignmentAndPath) {
-  const int32_t floor = kel::frame::kByteCopyQueryFloor;
-  PageBuffer src(size_t(floor) * 2 + 16384), dst(size_t(floor) * 2 + 16384);
-  struct Case {
-    int32_t n, cache, queries;
-    ByteCopyPath path;
-    int srcMis = 9, dstMis = 991;
-  };
-  // Above the floor the cache is asked; from half of it, stores stream.
-  std::vector<Case> cases = {
-      {floor, 1 << 16, 0, ByteCopyPath::kRep},
-      {floor + 1, 1 << 16, 1, ByteCopyPath::kStream},
-      {floor + 1, kFails, 1, ByteCopyPath::kRep},
-      {floor + 100, 2 * (floor + 100), 1, ByteCopyPath::kStream},
-      {floor + 100, 2 * (floor + 102), 1, ByteCopyPath::kRep},
-      {2 * floor + 77, 1 << 16, 1, ByteCopyPath::kStream},
-  };
-  // Every size class; the destination past the source's page offset by 0
-  // to 159 bytes (the alias range) and by more.
-  std::vector<int> sizes;
-  for (int n = 1; n <= 66; ++n) sizes.push_back(n);
-  for (int n : {127, 128, 129, 255, 256, 257, 300, 16447, 32767, 32768, 32769})
-    sizes.push_back(n);
-  for (int n : sizes)
-    for (int srcMis : {0, 1, 8, 16, 33})
-      for (int dstMis : {0, 31, 159, 160, 4000 + srcMis % 3})
-        cases.push_back({n, kFails, 0,
-                         n < 32768      ? ByteCopyPath::kShort
-                         : dstMis < 160 ? ByteCopyPath::kPageAlias
-                                        : ByteCopyPath::kRep,
-                         srcMis, dstMis});
-  ForEachIsa([&]<class Isa>() {
-    for (const Case& c : cases) {
-      const uint8_t* s = src.p + 2048 + c.srcMis;
-      uint8_t* d = dst.p + 2048 + c.srcMis + c.dstMis;
-      std::memset(d - 64, 0xE7, size_t(c.n) + 128);
-      Observed seen(c.cache);
-      ASSERT_EQ(kel::frame::ByteCopy<Isa>(s, d, c.n), d);
-      ASSERT_TRUE(CopiedWithin(s, d, c.n, 0xE7))
-          << c.n << " +" << c.srcMis << " +" << c.dstMis;
-      ASSERT_EQ(seen.trace.cacheQueries, c.queries) << c.n;
-      ASSERT_EQ(seen.trace.byteCopy, c.path) << c.n << " " << c.cache;
     }
   });
 }
@@ -265,11 +245,12 @@ TEST(PlaneKernels, CheckedEntryPointsErrorsInOrderAndCopies) {
     EXPECT_EQ(Word32Fill<Isa>(1, nullptr, 0), kelErrNullPtr);
     EXPECT_EQ(Word32Fill<Isa>(1, d, -2), kelErrSize);
     EXPECT_TRUE(dst.Unchanged(before));
-    // The checked copies pass their lengths on: 3 bytes, then 2 words.
+    // The copies pass their lengths on: 3 bytes, 2 words, 2 bytes.
     EXPECT_EQ(ByteCopyChecked<Isa>(s, d, 3), kelOk);
     EXPECT_EQ(Word32Copy<Isa>(s + 3, d + 3, 2), kelOk);
-    EXPECT_EQ(std::memcmp(s, d, 11), 0);
-    EXPECT_TRUE(dst.CanaryIntactOutside(11, 1));
+    EXPECT_EQ(ByteCopy<Isa>(s + 11, d + 11, 2), d + 11);
+    EXPECT_EQ(std::memcmp(s, d, 13), 0);
+    EXPECT_TRUE(dst.CanaryIntactOutside(13, 1));
     // The wide copy, here with a negative source step.
     GuardedPlane big(1000, 5, 77), flipped(1000, 5, 24, 9);
     big.FillRandom(rng);
