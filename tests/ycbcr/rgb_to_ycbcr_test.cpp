@@ -188,22 +188,16 @@ std::vector<std::vector<uint8_t>> Expected(const Export& e, const Planes& src,
     return out[plane][static_cast<size_t>(y) * dst[plane]->rowBytes() + x];
   };
   const int n = OutBytes(e.out);
-  const bool packed444 = e.out == Out::kC3 || e.out == Out::kAC4;
   auto putY = [&](int x, int y, uint8_t v) {
     at(0, n * x + (e.out == Out::kC2 && e.c2[0] != 'Y'), y) = v;
   };
-  auto putC = [&](int cx, int cy, int cb, int cr) {
-    const auto b = static_cast<uint8_t>(cb), r = static_cast<uint8_t>(cr);
-    if (packed444) {
-      at(0, n * cx + 1, cy) = b, at(0, n * cx + 2, cy) = r;
-    } else if (e.out == Out::kC2) {
-      for (int i = 0; i < 4; ++i)
-        if (e.c2[i] != 'Y') at(0, 4 * cx + i, cy) = e.c2[i] == 'U' ? b : r;
-    } else if (e.out == Out::kP2) {
-      at(1, 2 * cx, cy) = b, at(1, 2 * cx + 1, cy) = r;
-    } else {
-      at(e.crFirst ? 2 : 1, cx, cy) = b, at(e.crFirst ? 1 : 2, cx, cy) = r;
-    }
+  // Where Cb (i = 0) or Cr (i = 1) of chroma block (cx, cy) goes.
+  auto chromaAt = [&](int i, int cx, int cy) -> uint8_t& {
+    const int c2At = static_cast<int>(std::string(e.c2).find("UV"[i]));
+    if (e.out == Out::kC2) return at(0, 4 * cx + c2At, cy);
+    if (e.out == Out::kP2) return at(1, 2 * cx + i, cy);
+    if (n > 2) return at(0, n * cx + 1 + i, cy);  // packed 4:4:4
+    return at(1 + (i != e.crFirst), cx, cy);
   };
   const int nv = w / 16 * 16;  // pixels of a row in vector blocks
   auto luma = [&](const Px& p, bool vec) {
@@ -227,21 +221,20 @@ std::vector<std::vector<uint8_t>> Expected(const Export& e, const Planes& src,
       // form A on 128 / k times the sum of k pixels in vector blocks and
       // one-eighth rounding in the remainder.
       const int k = bw * bh, q = 128 / k, shift = 16 + k / 2;
-      uint8_t c[2];
       for (int i = 0; i < 2; ++i) {
         const int* m = kCoef[i];
+        uint8_t& c = chromaAt(i, bx / bw, by / bh);
         if (e.sampling == 444 && !vec)
-          c[i] = i ? f::ExactCr(sr, sg, sb) : f::ExactCb(sr, sg, sb);
+          c = i ? f::ExactCr(sr, sg, sb) : f::ExactCb(sr, sg, sb);
         else if (e.formB)
-          c[i] = f::FormBChroma(sr, sg, sb, m[0], m[1], m[2]);
+          c = f::FormBChroma(sr, sg, sb, m[0], m[1], m[2]);
         else if (vec)
-          c[i] = f::FormAChroma(q * sr, q * sg, q * sb, m[0], m[1], m[2]);
+          c = f::FormAChroma(q * sr, q * sg, q * sb, m[0], m[1], m[2]);
         else
-          c[i] = static_cast<uint8_t>(
+          c = static_cast<uint8_t>(
               (m[0] * sr + m[1] * sg + m[2] * sb + (1025 << (shift - 3))) >>
               shift);
       }
-      putC(bx / bw, by / bh, c[0], c[1]);
       if (e.out == Out::kAC4 && vec) at(0, 4 * bx + 3, by) = 0;
     }
     // The odd last column of 4:2:2: luma, and a half pair in packed rows.
