@@ -354,20 +354,12 @@ INSTANTIATE_TEST_SUITE_P(AllExports, EncodeTest, ::testing::ValuesIn(kExports),
 
 // ---- Worked examples -------------------------------------------------------
 
-// A one-row C3 image of w pixels all equal to (r, g, b).
-std::vector<uint8_t> Row(int w, int r, int g, int b) {
-  std::vector<uint8_t> v(3 * static_cast<size_t>(w));
-  for (size_t i = 0; i < v.size(); i += 3)
-    v[i] = uint8_t(r), v[i + 1] = uint8_t(g), v[i + 2] = uint8_t(b);
-  return v;
-}
-
 TEST(EncodeExamples, LumaOf0_1_51DependsOnThePlaceInTheRow) {
   ForEachDispatch([] {
     // Pixels 0..15 are a vector block (form A: 21), pixel 16 the remainder
     // (exact form: 22).
-    const auto src = Row(17, 0, 1, 51);
-    std::vector<uint8_t> dst(3 * 17);
+    std::vector<uint8_t> src, dst(3 * 17);
+    for (int x = 0; x < 17; ++x) src.insert(src.end(), {0, 1, 51});
     ASSERT_EQ(keliRGBToYCbCr_8u_C3R(src.data(), 51, dst.data(), 51, {17, 1}),
               kelOk);
     for (int x = 0; x < 16; ++x) EXPECT_EQ(dst[3 * x], 21) << x;
@@ -381,12 +373,12 @@ TEST(EncodeExamples, LumaOf0_1_51DependsOnThePlaceInTheRow) {
   });
 }
 
-// Worked out from the equations: Y 122 Cb 81.7 Cr 56.7 for (10, 200, 30),
-// Y 91.5 and Cb 129.02 for (250, 5, 90), with one-eighth rounding of the
-// chroma of the pairs and of the half pair that ends the row.
+// Worked out from the equations: Y 122.3, Cb 81.7, Cr 56.7 for (10, 200,
+// 30); Y 91.5 and Cb 129.02 for (250, 5, 90), the half pair that ends the
+// row. Chroma takes one-eighth rounding in the remainder.
 TEST(EncodeExamples, PackedWidthFiveEndsWithAHalfPair) {
-  auto src = Row(5, 10, 200, 30);
-  src[12] = 250, src[13] = 5, src[14] = 90;  // the last pixel differs
+  const std::vector<uint8_t> src = {10, 200, 30,  10, 200, 30, 10, 200,
+                                    30, 10,  200, 30, 250, 5,  90};
   ForEachDispatch([&] {
     std::vector<uint8_t> dst(12, 0xEE);
     ASSERT_EQ(
