@@ -345,12 +345,6 @@ TEST(PlaneFill8u, EveryWidthAlignmentAndCachePolicy) {
       EXPECT_TRUE(dst.CanaryIntactOutside(c.w, rows));
     }
   });
-  // Without a query hook the system is asked.
-  PlaneTrace trace;
-  kel::frame::ScopedPlaneHooks scope({nullptr, &trace});
-  std::vector<uint8_t> buf(8 << 20);
-  kel::frame::PlaneFill8u<kel::Portable>(0, buf.data(), 4096, {4096, 2048});
-  EXPECT_EQ(trace.cacheQueries, 1);
 }
 
 TEST(Word32Fill, FillsElementsAtAnyAlignmentAndFollowsThePolicy) {

@@ -263,39 +263,38 @@ TEST(FourTap, EdgeRowsRepeatTheNearestChromaRow) {
   }
 }
 
-// A whole picture: luma and interleaved chroma planes with random data.
-struct Picture {
-  Picture(int w, int h, std::mt19937& rng)
-      : y(w, h, Slack(w, h, 6), Misalign(w, h, 6)),
-        c(w, h / 2, Slack(w, h, 7), Misalign(w, h, 7)) {
-    y.FillRandom(rng);
-    c.FillRandom(rng);
-  }
-  // The whole picture through the siting model, packed Y0 Cb Y1 Cr (the
-  // model works column by column, so on Cb and Cr interleaved).
-  Rows Expected() const {
-    const int w = y.rowBytes();
-    const Rows luma = Read(y, w, y.rows()),
-               sited = ModelSited(Read(c, w, c.rows()));
-    return Make(y.rows(), 2 * w, [&](int r, size_t k) {
-      return k % 2 == 0 ? luma[r][k / 2] : sited[r][k / 2];
-    });
-  }
-  GuardedPlane y, c;
-};
+// A whole picture for the packed member: luma and interleaved chroma
+// (plane c1) with random data.
+Planes RandomPicture(int w, int h, std::mt19937& rng) {
+  Planes pic(w, h, w, h / 2, 6, false);
+  pic.y.FillRandom(rng);
+  pic.c1.FillRandom(rng);
+  return pic;
+}
+
+// The picture through the siting model, packed Y0 Cb Y1 Cr (the model works
+// column by column, so on Cb and Cr interleaved).
+Rows ExpectedPacked(const Planes& pic) {
+  const int w = pic.y.rowBytes(), h = pic.y.rows();
+  const Rows luma = Read(pic.y, w, h),
+             sited = ModelSited(Read(pic.c1, w, h / 2));
+  return Make(h, 2 * w, [&](int r, size_t k) {
+    return k % 2 == 0 ? luma[r][k / 2] : sited[r][k / 2];
+  });
+}
 
 // Converts rows [top, top + rows) of the picture as one slice and checks
 // them against rows of `expected`; nothing else may change. `roiHeight` may
 // exceed `rows` by one (an odd height is trimmed).
-void CheckSlice(const Picture& pic, const Rows& expected, int top, int rows,
+void CheckSlice(const Planes& pic, const Rows& expected, int top, int rows,
                 int roiHeight, int position) {
   SCOPED_TRACE(::testing::Message() << "slice of rows " << top << ".."
                                     << top + rows << " position " << position);
   const int w = pic.y.rowBytes();
   GuardedPlane d(2 * w, roiHeight, Slack(w, rows, 8), Misalign(w, top, 8));
   ASSERT_EQ(keliYCbCr420ToYCbCr422_Filter_8u_P2C2R(
-                pic.y.row(top), pic.y.step(), pic.c.row(top / 2), pic.c.step(),
-                d.data(), d.step(), {w, roiHeight}, position),
+                pic.y.row(top), pic.y.step(), pic.c1.row(top / 2),
+                pic.c1.step(), d.data(), d.step(), {w, roiHeight}, position),
             kelOk);
   EXPECT_TRUE(SameRows(Rows(&expected[top], &expected[top] + rows),
                        Read(d, 2 * w, rows)));
@@ -311,8 +310,8 @@ TEST(SlicedPacked422, WholePicturesAndSlicesMatchSitingModel) {
     for (int w : kWidths) {
       if ((w | h) & 1) continue;
       SCOPED_TRACE(::testing::Message() << "size " << w << " x " << h);
-      Picture pic(w, h, rng);
-      const Rows expected = pic.Expected();
+      const Planes pic = RandomPicture(w, h, rng);
+      const Rows expected = ExpectedPacked(pic);
       ForEachDispatch([&] {
         for (int position : {21, 23, 31, -1})
           CheckSlice(pic, expected, 0, h, h, position);
@@ -379,13 +378,13 @@ TEST(SlicedPacked422, RowsWrittenOverTheirSourceGiveTheSameBytesInEitherMode) {
 // the four leaves the destination alone and still returns kelOk.
 TEST(SlicedPacked422, ChecksAndUnknownPositionsWriteNothing) {
   auto rng = kel::test::TestRng();
-  Picture pic(64, 8, rng);
+  const Planes pic = RandomPicture(64, 8, rng);
   GuardedPlane d(128, 8);
   const auto snap = d.Snapshot();
   auto call = [&](int nullArg, KelImageSize roi, int position) {
     return keliYCbCr420ToYCbCr422_Filter_8u_P2C2R(
         nullArg == 0 ? nullptr : pic.y.data(), pic.y.step(),
-        nullArg == 1 ? nullptr : pic.c.data(), pic.c.step(),
+        nullArg == 1 ? nullptr : pic.c1.data(), pic.c1.step(),
         nullArg == 2 ? nullptr : d.data(), d.step(), roi, position);
   };
   ForEachDispatch([&] {
