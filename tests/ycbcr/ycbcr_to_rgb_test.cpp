@@ -1,8 +1,6 @@
 // YCbCr to RGB and BGR: every export against a per-pixel model built from
 // the scalar forms (padded, misaligned, guarded and bottom-up planes), under
 // both sets of implementations.
-#include "ycbcr/ycbcr_to_rgb.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
