@@ -267,22 +267,15 @@ KEL_AVX2_INLINE C3Chunks BlendC3(const uint8_t* p, const Hot& h) {
   return t;
 }
 
+// Channel bytes of 4-byte pixels, or of planar rows, in pixel order.
 template <int N, class Src>
-KEL_AVX2_INLINE Rgb8 LoadRgb(const typename Src::RowView& s, int x,
-                             const Hot& h) {
+KEL_AVX2_INLINE Rgb8 LoadRgb(const typename Src::RowView& s, int x) {
   __m256i c0, c1, c2;
   if constexpr (std::is_same_v<Src, PlanarRgb>) {
     c0 = LoadLanes<N>(s.r + x, 0, 16);
     c1 = LoadLanes<N>(s.g + x, 0, 16);
     c2 = LoadLanes<N>(s.b + x, 0, 16);
     return {c0, c1, c2};
-  } else if constexpr (Src::kPixelBytes == 3) {
-    const C3Chunks t = BlendC3<N>(s.p + 3 * x, h);
-    __m256i ch[3];
-#pragma GCC unroll 3
-    for (int k = 0; k < 3; ++k)
-      ch[k] = _mm256_shuffle_epi8(t.c[k], Mask(K().c3Gather[k]));
-    c0 = ch[0], c1 = ch[1], c2 = ch[2];
   } else {
     // Four pixels per 16 bytes: group the channels inside each lane, then
     // interleave 32-bit and 64-bit runs back into pixel order.
@@ -333,6 +326,46 @@ KEL_AVX2_INLINE Rgb8 LoadC4Whole(const typename Src::RowView& s, int x) {
   return {c0, c1, c2};
 }
 
+// ---- Gathering: the first stage of a block --------------------------------
+//
+// A block's loads and first shuffles form a long chain ahead of its
+// arithmetic. The rows issue the gathering of each 32-pixel block one block
+// ahead (see RunBlocks), so that it is not stuck behind the previous
+// block's arithmetic in the out-of-order window.
+//
+// What gathering leaves: the blended chunks of packed 3-byte pixels, the
+// channel bytes of other sources (kWhole: four-byte pixels in the order of
+// LoadC4Whole, for the 4:2:0 blocks).
+template <class Src>
+using Gathered = std::conditional_t<Src::kPixelBytes == 3, C3Chunks, Rgb8>;
+
+template <int N, class Src, bool kWhole = false>
+KEL_AVX2_INLINE Gathered<Src> Gather(const typename Src::RowView& s, int x,
+                                     const Hot& h) {
+  if constexpr (Src::kPixelBytes == 3) {
+    return BlendC3<N>(s.p + 3 * x, h);
+  } else if constexpr (kWhole && Src::kPixelBytes == 4) {
+    return LoadC4Whole<N, Src>(s, x);
+  } else {
+    return LoadRgb<N, Src>(s, x);
+  }
+}
+
+// Channel bytes of a gathered block.
+template <class Src>
+KEL_AVX2_INLINE Rgb8 Bytes(const Gathered<Src>& g) {
+  if constexpr (Src::kPixelBytes == 3) {
+    __m256i ch[3];
+#pragma GCC unroll 3
+    for (int k = 0; k < 3; ++k)
+      ch[k] = _mm256_shuffle_epi8(g.c[k], Mask(K().c3Gather[k]));
+    if constexpr (Src::kIsBgr) return {ch[2], ch[1], ch[0]};
+    return {ch[0], ch[1], ch[2]};
+  } else {
+    return g;
+  }
+}
+
 KEL_AVX2_INLINE __m256i WholeOrder(__m256i v) {
   return _mm256_permutevar8x32_epi32(
       v, _mm256_load_si256(reinterpret_cast<const __m256i*>(K().wholeOrder)));
@@ -346,22 +379,19 @@ struct Rgb16 {
 KEL_AVX2_INLINE __m256i Widen256Lo(__m256i v);
 KEL_AVX2_INLINE __m256i Widen256Hi(__m256i v);
 
-template <int N, class Src>
-KEL_AVX2_INLINE Rgb16 LoadRgbWords(const typename Src::RowView& s, int x,
-                                   const Hot& h) {
+template <class Src>
+KEL_AVX2_INLINE Rgb16 Words(const Gathered<Src>& g) {
   Rgb16 w;
   if constexpr (Src::kPixelBytes == 3) {
-    // Packed RGB: shuffle the gathered channel bytes straight into lanes.
-    const C3Chunks t = BlendC3<N>(s.p + 3 * x, h);
+    // Packed RGB: shuffle the blended chunks straight into lanes.
 #pragma GCC unroll 3
     for (int k = 0; k < 3; ++k) {
       const int c = Src::kIsBgr ? 2 - k : k;
-      w.lo[c] = _mm256_shuffle_epi8(t.c[k], Mask(K().c3Words[k][0]));
-      w.hi[c] = _mm256_shuffle_epi8(t.c[k], Mask(K().c3Words[k][1]));
+      w.lo[c] = _mm256_shuffle_epi8(g.c[k], Mask(K().c3Words[k][0]));
+      w.hi[c] = _mm256_shuffle_epi8(g.c[k], Mask(K().c3Words[k][1]));
     }
   } else {
-    const Rgb8 in = LoadRgb<N, Src>(s, x, h);
-    const __m256i v[3] = {in.r, in.g, in.b};
+    const __m256i v[3] = {g.r, g.g, g.b};
 #pragma GCC unroll 3
     for (int c = 0; c < 3; ++c)
       w.lo[c] = Widen256Lo(v[c]), w.hi[c] = Widen256Hi(v[c]);
@@ -604,10 +634,10 @@ KEL_AVX2_INLINE void Store420(const typename Dst::RowView& d, int x, __m256i y0,
 // ---- Blocks ----------------------------------------------------------------
 
 template <int N, class Src, class Dst, bool kFormB>
-KEL_AVX2_INLINE void Block444(const typename Src::RowView& s,
+KEL_AVX2_INLINE void Block444(const Gathered<Src>& g,
                               const typename Dst::RowView& d, int x,
                               const Hot& hot) {
-  const Rgb16 in = LoadRgbWords<N, Src>(s, x, hot);
+  const Rgb16 in = Words<Src>(g);
   __m256i y[2], cb[2], cr[2];
 #pragma GCC unroll 2
   for (int h = 0; h < 2; ++h) {
@@ -640,10 +670,10 @@ KEL_AVX2_INLINE void Block444(const typename Src::RowView& s,
 }
 
 template <int N, class Src, class Dst>
-KEL_AVX2_INLINE void Block422(const typename Src::RowView& s,
+KEL_AVX2_INLINE void Block422(const Gathered<Src>& g,
                               const typename Dst::RowView& d, int x,
                               const Hot& h) {
-  const Rgb8 in = LoadRgb<N, Src>(s, x, h);
+  const Rgb8 in = Bytes<Src>(g);
   const __m256i sr = PairSums(in.r, h), sg = PairSums(in.g, h),
                 sb = PairSums(in.b, h);
   Store422<N, Dst>(d, x, LumaBytesA(in, h), ChromaA<kCb>(sr, sg, sb),
@@ -651,13 +681,12 @@ KEL_AVX2_INLINE void Block422(const typename Src::RowView& s,
 }
 
 template <int N, class Src, class Dst>
-KEL_AVX2_INLINE void Block420(const typename Src::RowView& s0,
-                              const typename Src::RowView& s1,
+KEL_AVX2_INLINE void Block420(const Gathered<Src>& g0, const Gathered<Src>& g1,
                               const typename Dst::RowView& d, int x,
                               const Hot& h) {
+  const Rgb8 a = Bytes<Src>(g0), b = Bytes<Src>(g1);
   if constexpr (Src::kPixelBytes == 4) {
     // Whole loads: pixels, pairs and blocks in the order of LoadC4Whole.
-    const Rgb8 a = LoadC4Whole<N, Src>(s0, x), b = LoadC4Whole<N, Src>(s1, x);
     const __m256i sr = _mm256_add_epi16(PairSums(a.r, h), PairSums(b.r, h));
     const __m256i sg = _mm256_add_epi16(PairSums(a.g, h), PairSums(b.g, h));
     const __m256i sb = _mm256_add_epi16(PairSums(a.b, h), PairSums(b.b, h));
@@ -685,7 +714,6 @@ KEL_AVX2_INLINE void Block420(const typename Src::RowView& s0,
     }
     return;
   }
-  const Rgb8 a = LoadRgb<N, Src>(s0, x, h), b = LoadRgb<N, Src>(s1, x, h);
   const __m256i sr = _mm256_add_epi16(PairSums(a.r, h), PairSums(b.r, h));
   const __m256i sg = _mm256_add_epi16(PairSums(a.g, h), PairSums(b.g, h));
   const __m256i sb = _mm256_add_epi16(PairSums(a.b, h), PairSums(b.b, h));
@@ -694,10 +722,10 @@ KEL_AVX2_INLINE void Block420(const typename Src::RowView& s0,
 }
 
 template <int N, class Src>
-KEL_AVX2_INLINE void Block411(const typename Src::RowView& s,
+KEL_AVX2_INLINE void Block411(const Gathered<Src>& g,
                               const Planar411::RowView& d, int x,
                               const Hot& h) {
-  const Rgb8 in = LoadRgb<N, Src>(s, x, h);
+  const Rgb8 in = Bytes<Src>(g);
   const __m256i sr = QuadSums32(in.r, h), sg = QuadSums32(in.g, h),
                 sb = QuadSums32(in.b, h);
   StoreLanes<N>(d.y + x, LumaBytesA(in, h));
@@ -739,38 +767,92 @@ KEL_AVX2_INLINE bool HeadBlock(const typename Src::RowView& s, int n) {
   }
 }
 
+// Runs the blocks of [x, n): the gathering of each 32-pixel block is
+// issued one block ahead of its arithmetic (see Gather). Blocks supply
+// Gather<N>(x), returning what Finish<N>(gathered, x) needs.
+template <class Blocks>
+KEL_AVX2_INLINE void RunBlocks(const Blocks& k, int x, int n) {
+  if (x + 32 <= n) {
+    auto g = k.template Gather<32>(x);
+    for (; x + 64 <= n; x += 32) {
+      const auto next = k.template Gather<32>(x + 32);
+      k.template Finish<32>(g, x);
+      g = next;
+    }
+    k.template Finish<32>(g, x);
+    x += 32;
+  }
+  if (x < n) k.template Finish<16>(k.template Gather<16>(x), x);
+}
+
+// The blocks of rows that read one source row.
+enum class OneRow { k444A, k444B, k422, k411 };
+template <OneRow kKind, class Src, class Dst>
+struct OneRowBlocks {
+  typename Src::RowView s;
+  typename Dst::RowView d;
+  Hot h;
+  template <int N>
+  KEL_AVX2_INLINE Gathered<Src> Gather(int x) const {
+    return avx2::Gather<N, Src>(s, x, h);
+  }
+  template <int N>
+  KEL_AVX2_INLINE void Finish(const Gathered<Src>& g, int x) const {
+    if constexpr (kKind == OneRow::k422) {
+      Block422<N, Src, Dst>(g, d, x, h);
+    } else if constexpr (kKind == OneRow::k411) {
+      Block411<N, Src>(g, d, x, h);
+    } else {
+      Block444<N, Src, Dst, kKind == OneRow::k444B>(g, d, x, h);
+    }
+  }
+};
+
+// The blocks of 4:2:0 rows, which read two source rows.
+template <class Src, class Dst>
+struct Blocks420 {
+  typename Src::RowView s0, s1;
+  typename Dst::RowView d;
+  Hot h;
+  struct Two {
+    Gathered<Src> a, b;
+  };
+  template <int N>
+  KEL_AVX2_INLINE Two Gather(int x) const {
+    return {avx2::Gather<N, Src, true>(s0, x, h),
+            avx2::Gather<N, Src, true>(s1, x, h)};
+  }
+  template <int N>
+  KEL_AVX2_INLINE void Finish(const Two& g, int x) const {
+    Block420<N, Src, Dst>(g.a, g.b, d, x, h);
+  }
+};
+
 template <class Src, class Dst, bool kFormB>
 KEL_AVX2 void Row444(typename Src::RowView s, typename Dst::RowView d, int n) {
-  const Hot h = LoadHot<0>();
+  constexpr OneRow kKind = kFormB ? OneRow::k444B : OneRow::k444A;
+  const OneRowBlocks<kKind, Src, Dst> k{s, d, LoadHot<0>()};
   int x = 0;
-  if (HeadBlock<Src>(s, n)) Block444<16, Src, Dst, kFormB>(s, d, 0, h), x = 16;
-  for (; x + 32 <= n; x += 32) Block444<32, Src, Dst, kFormB>(s, d, x, h);
-  if (x < n) Block444<16, Src, Dst, kFormB>(s, d, x, h);
+  if (HeadBlock<Src>(s, n))
+    k.template Finish<16>(k.template Gather<16>(0), 0), x = 16;
+  RunBlocks(k, x, n);
 }
 
 template <class Src, class Dst>
 KEL_AVX2 void Row422(typename Src::RowView s, typename Dst::RowView d, int n) {
-  int x = 0;
-  const Hot h = LoadHot<64>();
-  for (; x + 32 <= n; x += 32) Block422<32, Src, Dst>(s, d, x, h);
-  if (x < n) Block422<16, Src, Dst>(s, d, x, h);
+  RunBlocks(OneRowBlocks<OneRow::k422, Src, Dst>{s, d, LoadHot<64>()}, 0, n);
 }
 
 template <class Src, class Dst>
 KEL_AVX2 void Row420(typename Src::RowView s0, typename Src::RowView s1,
                      typename Dst::RowView d, int n) {
-  int x = 0;
-  const Hot h = LoadHot<32>();
-  for (; x + 32 <= n; x += 32) Block420<32, Src, Dst>(s0, s1, d, x, h);
-  if (x < n) Block420<16, Src, Dst>(s0, s1, d, x, h);
+  RunBlocks(Blocks420<Src, Dst>{s0, s1, d, LoadHot<32>()}, 0, n);
 }
 
 template <class Src>
 KEL_AVX2 void Row411(typename Src::RowView s, Planar411::RowView d, int n) {
-  int x = 0;
-  const Hot h = LoadHot<32>();
-  for (; x + 32 <= n; x += 32) Block411<32, Src>(s, d, x, h);
-  if (x < n) Block411<16, Src>(s, d, x, h);
+  RunBlocks(OneRowBlocks<OneRow::k411, Src, Planar411>{s, d, LoadHot<32>()}, 0,
+            n);
 }
 
 }  // namespace kel::ycbcr::avx2
