@@ -634,10 +634,10 @@ KEL_AVX2_INLINE void Store420(const typename Dst::RowView& d, int x, __m256i y0,
 // ---- Blocks ----------------------------------------------------------------
 
 template <int N, class Src, class Dst, bool kFormB>
-KEL_AVX2_INLINE void Block444(const Gathered<Src>& g,
+KEL_AVX2_INLINE void Block444(const Gathered<Src>& gathered,
                               const typename Dst::RowView& d, int x,
                               const Hot& hot) {
-  const Rgb16 in = Words<Src>(g);
+  const Rgb16 in = Words<Src>(gathered);
   __m256i y[2], cb[2], cr[2];
 #pragma GCC unroll 2
   for (int h = 0; h < 2; ++h) {
