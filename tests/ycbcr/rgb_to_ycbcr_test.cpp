@@ -3,6 +3,7 @@
 // bottom-up planes) in both dispatch modes; worked examples; checks.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <random>
@@ -304,6 +305,35 @@ TEST_P(EncodeTest, BlackAndWhiteGiveTheRangeEnds) {
       }
     });
   }
+}
+
+// Planes allocated to the exact byte, so that the sanitizer builds catch
+// any read or write past a plane (the guarded planes above only see writes).
+TEST_P(EncodeTest, AccessesStayInsideExactPlanes) {
+  const Export& e = GetParam();
+  for (int w : {1, 2, 4, 15, 16, 17, 31, 32, 33, 48, 63, 64, 65, 96, 97})
+    for (int h : {1, 2, 3}) {
+      std::vector<std::vector<uint8_t>> planes;
+      auto add = [&](int rowBytes, int rows) {
+        return planes.emplace_back(std::max(1, rowBytes * rows)).data();
+      };
+      const int cw = e.sampling == 444 ? w : e.sampling == 411 ? w / 4 : w / 2;
+      const int ch = e.sampling == 420 ? h / 2 : h;
+      const Kel8u* s[3] = {};
+      Kel8u* d[3] = {};
+      int steps[3] = {OutBytes(e.out) * w};
+      for (int i = 0; i < (e.src == Src::kP3 ? 3 : 1); ++i)
+        s[i] = add(SrcBytes(e.src) * w, h);
+      d[0] = add(steps[0], h);
+      if (e.out == Out::kP3Shared || e.out == Out::kP3)
+        for (int i = 1; i < 3; ++i) d[i] = add(cw, ch), steps[i] = cw;
+      if (e.out == Out::kP2) d[1] = add(w & ~1, h / 2), steps[1] = w & ~1;
+      ForEachDispatch([&] {
+        EXPECT_EQ(e.call(s, SrcBytes(e.src) * w, d, steps, {w, h}),
+                  ExpectedResult(e, {w, h}))
+            << w << "x" << h;
+      });
+    }
 }
 
 // Null pointers first, then the size, then the plane pointers (the Cr-first
