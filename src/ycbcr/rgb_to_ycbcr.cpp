@@ -21,7 +21,7 @@ template <class Isa>
 constexpr auto& RGBToYCbCr422_C3C2R =
     Encode422Packed<Isa, C3Rgb, Order422::kYCbCr>;
 template <class Isa>
-constexpr auto& RGBToYCbCr422_C3P3R = Encode422ToPlanes<Isa, C3Rgb>;
+constexpr auto& RGBToYCbCr422_C3P3R = EncodeToPlanes<Isa, C3Rgb, Planar422>;
 template <class Isa>
 constexpr auto& RGBToYCbCr422_P3C2R =
     Encode422PlanesToPacked<Isa, Order422::kYCbCr>;
@@ -41,38 +41,41 @@ template <class Isa>
 constexpr auto& BGRToYCbCr422_AC4C2R =
     Encode422Packed<Isa, C4Bgr, Order422::kYCbCr>;
 template <class Isa>
-constexpr auto& BGRToYCbCr422_C3P3R = Encode422ToPlanes<Isa, C3Bgr>;
+constexpr auto& BGRToYCbCr422_C3P3R = EncodeToPlanes<Isa, C3Bgr, Planar422>;
 template <class Isa>
-constexpr auto& BGRToYCbCr422_AC4P3R = Encode422ToPlanes<Isa, C4Bgr>;
+constexpr auto& BGRToYCbCr422_AC4P3R = EncodeToPlanes<Isa, C4Bgr, Planar422>;
 template <class Isa>
 constexpr auto& BGRToCbYCr422_AC4C2R =
     Encode422Packed<Isa, C4Bgr, Order422::kCbYCr>;
 
 template <class Isa>
-constexpr auto& RGBToYCbCr420_C3P3R = Encode420ToPlanes<Isa, C3Rgb, false>;
+constexpr auto& RGBToYCbCr420_C3P3R = EncodeToPlanes<Isa, C3Rgb, Planar420>;
 template <class Isa>
 constexpr auto& RGBToYCbCr420_C3P2R = Encode420ToP2<Isa, C3Rgb>;
 template <class Isa>
 constexpr auto& RGBToYCbCr420_C4P2R = Encode420ToP2<Isa, C4Rgb>;
 template <class Isa>
-constexpr auto& RGBToYCrCb420_AC4P3R = Encode420ToPlanes<Isa, C4Rgb, true>;
+constexpr auto& RGBToYCrCb420_AC4P3R =
+    EncodeToPlanes<Isa, C4Rgb, Planar420, true>;
 template <class Isa>
-constexpr auto& BGRToYCbCr420_C3P3R = Encode420ToPlanes<Isa, C3Bgr, false>;
+constexpr auto& BGRToYCbCr420_C3P3R = EncodeToPlanes<Isa, C3Bgr, Planar420>;
 template <class Isa>
-constexpr auto& BGRToYCbCr420_AC4P3R = Encode420ToPlanes<Isa, C4Bgr, false>;
+constexpr auto& BGRToYCbCr420_AC4P3R = EncodeToPlanes<Isa, C4Bgr, Planar420>;
 template <class Isa>
 constexpr auto& BGRToYCbCr420_C3P2R = Encode420ToP2<Isa, C3Bgr>;
 template <class Isa>
 constexpr auto& BGRToYCbCr420_AC4P2R = Encode420ToP2<Isa, C4Bgr>;
 template <class Isa>
-constexpr auto& BGRToYCrCb420_C3P3R = Encode420ToPlanes<Isa, C3Bgr, true>;
+constexpr auto& BGRToYCrCb420_C3P3R =
+    EncodeToPlanes<Isa, C3Bgr, Planar420, true>;
 template <class Isa>
-constexpr auto& BGRToYCrCb420_AC4P3R = Encode420ToPlanes<Isa, C4Bgr, true>;
+constexpr auto& BGRToYCrCb420_AC4P3R =
+    EncodeToPlanes<Isa, C4Bgr, Planar420, true>;
 
 template <class Isa>
-constexpr auto& BGRToYCbCr411_C3P3R = Encode411ToPlanes<Isa, C3Bgr>;
+constexpr auto& BGRToYCbCr411_C3P3R = EncodeToPlanes<Isa, C3Bgr, Planar411>;
 template <class Isa>
-constexpr auto& BGRToYCbCr411_AC4P3R = Encode411ToPlanes<Isa, C4Bgr>;
+constexpr auto& BGRToYCbCr411_AC4P3R = EncodeToPlanes<Isa, C4Bgr, Planar411>;
 
 }  // namespace kel::ycbcr
 

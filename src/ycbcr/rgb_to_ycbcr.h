@@ -18,6 +18,7 @@
 // rgb_to_ycbcr_rows.h).
 #pragma once
 
+#include <type_traits>
 #include <utility>
 
 #include "frame/checks.h"
@@ -165,14 +166,13 @@ void Encode411Rows(const Src& src, const Planar411& dst, KelImageSize roi) {
   }
 }
 
-// ---- Entry points, one per signature shape
-// -----------------------------------
+// ---- Entry points, one per signature shape --------------------------------
 //
 // Each checks its arguments in the library order (pointers, size, plane
 // pointers; steps are used as given) and runs one row loop. An array of
 // per-plane steps is a pointer argument like the others and is checked with
-// them. Src is a source
-// view type (channel order and pixel size), Dst a destination view type.
+// them. Src is a source view type (channel order and pixel size), Dst a
+// destination view type.
 
 // Packed to packed 4:4:4 (block form A).
 template <class Isa, class Src, class Dst>
@@ -239,28 +239,13 @@ KelResult Encode422PlanesToPacked(const Kel8u* const pSrc[3], int srcStep,
   return kelOk;
 }
 
-// Packed to three 4:2:2 planes with their own steps.
-template <class Isa, class Src>
-KelResult Encode422ToPlanes(const Kel8u* pSrc, int srcStep,
-                            Kel8u* const pDst[3], const int dstStep[3],
-                            KelImageSize roiSize) {
-  ArgCheck c;
-  c.NotNull(pSrc, pDst, dstStep).MinSize(roiSize).Planes(pDst, 3);
-  if (c.Failed()) return c.Result();
-  Encode422Rows<Isa>(
-      Src{pSrc, srcStep},
-      Planar422{pDst[0], pDst[1], pDst[2], dstStep[0], dstStep[1], dstStep[2]},
-      roiSize);
-  return kelOk;
-}
-
-// Packed to three 4:2:0 planes. The Cr-first members check their plane
+// Packed to three subsampled planes with their own steps (Dst: Planar422,
+// Planar420 or Planar411). The Cr-first 4:2:0 members check their plane
 // pointers with the other pointers, need at least one whole 2x2 block, and
 // run the Cb-first kernel with the chroma planes exchanged.
-template <class Isa, class Src, bool kCrFirst>
-KelResult Encode420ToPlanes(const Kel8u* pSrc, int srcStep,
-                            Kel8u* const pDst[3], const int dstStep[3],
-                            KelImageSize roiSize) {
+template <class Isa, class Src, class Dst, bool kCrFirst = false>
+KelResult EncodeToPlanes(const Kel8u* pSrc, int srcStep, Kel8u* const pDst[3],
+                         const int dstStep[3], KelImageSize roiSize) {
   ArgCheck c;
   if constexpr (kCrFirst) {
     c.NotNull(pSrc, pDst, dstStep).Planes(pDst, 3).MinSize(roiSize, 2, 2);
@@ -268,13 +253,22 @@ KelResult Encode420ToPlanes(const Kel8u* pSrc, int srcStep,
     c.NotNull(pSrc, pDst, dstStep).MinSize(roiSize).Planes(pDst, 3);
   }
   if (c.Failed()) return c.Result();
-  Planar420 dst{pDst[0], pDst[1], pDst[2], dstStep[0], dstStep[1], dstStep[2]};
+  Dst dst{pDst[0], pDst[1], pDst[2], dstStep[0], dstStep[1], dstStep[2]};
   if constexpr (kCrFirst) {
     std::swap(dst.cb, dst.cr);
     std::swap(dst.cbStep, dst.crStep);
   }
-  Encode420Rows<Isa>(Src{pSrc, srcStep}, dst, roiSize);
-  return OddSizeResult(roiSize, 2, 2);
+  const Src src{pSrc, srcStep};
+  if constexpr (std::is_same_v<Dst, Planar422>) {
+    Encode422Rows<Isa>(src, dst, roiSize);
+    return kelOk;
+  } else if constexpr (std::is_same_v<Dst, Planar420>) {
+    Encode420Rows<Isa>(src, dst, roiSize);
+    return OddSizeResult(roiSize, 2, 2);
+  } else {
+    Encode411Rows<Isa>(src, dst, roiSize);
+    return OddSizeResult(roiSize, 4, 1);
+  }
 }
 
 // Packed to a luma plane and a plane of Cb, Cr pairs, 4:2:0.
@@ -289,21 +283,6 @@ KelResult Encode420ToP2(const Kel8u* pSrc, int srcStep, Kel8u* pDstY,
                      SemiPlanar420{pDstY, pDstCbCr, dstYStep, dstCbCrStep},
                      roiSize);
   return OddSizeResult(roiSize, 2, 2);
-}
-
-// Packed to three 4:1:1 planes.
-template <class Isa, class Src>
-KelResult Encode411ToPlanes(const Kel8u* pSrc, int srcStep,
-                            Kel8u* const pDst[3], const int dstStep[3],
-                            KelImageSize roiSize) {
-  ArgCheck c;
-  c.NotNull(pSrc, pDst, dstStep).MinSize(roiSize).Planes(pDst, 3);
-  if (c.Failed()) return c.Result();
-  Encode411Rows<Isa>(
-      Src{pSrc, srcStep},
-      Planar411{pDst[0], pDst[1], pDst[2], dstStep[0], dstStep[1], dstStep[2]},
-      roiSize);
-  return OddSizeResult(roiSize, 4, 1);
 }
 
 }  // namespace kel::ycbcr
