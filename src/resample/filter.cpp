@@ -280,6 +280,25 @@ KelResult YCrCb420ToYCbCr422FilterP3R(const Kel8u* const pSrc[3],
   return Filter420To422P3<Isa, 2, 1>(pSrc, srcStep, pDst, dstStep, roiSize);
 }
 
+// The entries from a luma plane and a plane of Cb, Cr pairs to three
+// planes: checks, the luma copy, then chromaRows(i, n, cw) for each of the
+// n chroma source rows. The size is taken in whole pairs of columns and
+// whole groups of kRowGroup rows.
+template <class Isa, int kRowGroup, class ChromaRows>
+KelResult FilterFromP2(const Kel8u* pSrcY, int srcYStep, const Kel8u* pSrcCbCr,
+                       Kel8u* const pDst[3], const int dstStep[3],
+                       KelImageSize roiSize, ChromaRows chromaRows) {
+  ArgCheck check;
+  check.NotNull(pSrcY, pSrcCbCr, pDst, dstStep)
+      .Planes(pDst, 3)
+      .MinSize(roiSize, 2, kRowGroup);
+  if (check.Failed()) return check.Result();
+  const int w = roiSize.width & ~1, h = roiSize.height / kRowGroup * kRowGroup;
+  CopyLuma<Isa>(pSrcY, srcYStep, pDst[0], dstStep[0], w, h);
+  for (int i = 0; i < h / 2; ++i) chromaRows(i, h / 2, w / 2);
+  return kelOk;
+}
+
 // Interleaved source; the height is taken in whole groups of eight rows.
 template <class Isa>
 KelResult YCbCr420ToYCbCr422FilterP2P3R(const Kel8u* pSrcY, int srcYStep,
@@ -287,16 +306,7 @@ KelResult YCbCr420ToYCbCr422FilterP2P3R(const Kel8u* pSrcY, int srcYStep,
                                         Kel8u* const pDst[3],
                                         const int dstStep[3],
                                         KelImageSize roiSize) {
-  ArgCheck check;
-  check.NotNull(pSrcY, pSrcCbCr, pDst, dstStep)
-      .Planes(pDst, 3)
-      .MinSize(roiSize, 2, 8);
-  if (check.Failed()) return check.Result();
-  const int w = roiSize.width & ~1, h = roiSize.height & ~7;
-  const int n = h / 2, cw = w / 2;
-
-  CopyLuma<Isa>(pSrcY, srcYStep, pDst[0], dstStep[0], w, h);
-  for (int i = 0; i < n; ++i) {
+  auto rows = [&](int i, int n, int cw) {
     FourTapPairs<Isa>(EdgeRow(pSrcCbCr, srcCbCrStep, i - 1, n),
                       RowAt(pSrcCbCr, srcCbCrStep, i),
                       EdgeRow(pSrcCbCr, srcCbCrStep, i + 1, n),
@@ -305,8 +315,9 @@ KelResult YCbCr420ToYCbCr422FilterP2P3R(const Kel8u* pSrcY, int srcYStep,
                       RowAt(pDst[2], dstStep[2], 2 * i),
                       RowAt(pDst[1], dstStep[1], 2 * i + 1),
                       RowAt(pDst[2], dstStep[2], 2 * i + 1), cw);
-  }
-  return kelOk;
+  };
+  return FilterFromP2<Isa, 8>(pSrcY, srcYStep, pSrcCbCr, pDst, dstStep, roiSize,
+                              rows);
 }
 
 // ---- 4:2:0 -> packed 4:2:2, three to one -----------------------------------
@@ -424,22 +435,15 @@ KelResult YCbCr420ToYCrCb420FilterP2P3R(const Kel8u* pSrcY, int srcYStep,
                                         Kel8u* const pDst[3],
                                         const int dstStep[3],
                                         KelImageSize roiSize) {
-  ArgCheck check;
-  check.NotNull(pSrcY, pSrcCbCr, pDst, dstStep)
-      .Planes(pDst, 3)
-      .MinSize(roiSize, 2, 2);
-  if (check.Failed()) return check.Result();
-  const int w = roiSize.width & ~1, h = roiSize.height & ~1;
-  const int n = h / 2, cw = w / 2;
-
-  CopyLuma<Isa>(pSrcY, srcYStep, pDst[0], dstStep[0], w, h);
-  for (int i = 0; i < n; ++i)
+  auto rows = [&](int i, int n, int cw) {
     Smooth121Pairs<Isa>(EdgeRow(pSrcCbCr, srcCbCrStep, i - 1, n),
                         RowAt(pSrcCbCr, srcCbCrStep, i),
                         EdgeRow(pSrcCbCr, srcCbCrStep, i + 1, n),
                         RowAt(pDst[1], dstStep[1], i),
                         RowAt(pDst[2], dstStep[2], i), cw);
-  return kelOk;
+  };
+  return FilterFromP2<Isa, 2>(pSrcY, srcYStep, pSrcCbCr, pDst, dstStep, roiSize,
+                              rows);
 }
 
 }  // namespace
