@@ -353,13 +353,22 @@ constexpr std::array<NarrowRowsFn, sizeof...(kUnits)> NarrowRowsTable(
 inline constexpr auto kNarrowRows =
     NarrowRowsTable(std::make_index_sequence<8>());
 
+// kStream: the whole 64-byte units with streaming stores, then a fence.
+template <bool kStream>
 KEL_AVX2 void ForwardAlignedRows(const uint8_t* s, ptrdiff_t ss, uint8_t* d,
                                  ptrdiff_t ds, int w, int h) {
   const int blocks = w & ~63;
   for (int y = 0; y < h; ++y, s += ss, d += ds) {
-    for (int i = 0; i < blocks; i += 64) Copy64A(s + i, d + i);
+    for (int i = 0; i < blocks; i += 64) {
+      if constexpr (kStream) {
+        Copy64S(s + i, d + i);
+      } else {
+        Copy64A(s + i, d + i);
+      }
+    }
     if ((w & 32) != 0) Copy32A(s + blocks, d + blocks);
   }
+  if constexpr (kStream) _mm_sfence();
 }
 
 // From the last row to the first, each row from its end to its start, so a
@@ -389,16 +398,6 @@ KEL_AVX2 void ForwardUnalignedRows(const uint8_t* s, ptrdiff_t ss, uint8_t* d,
     for (; n >= 64; n -= 64, sr += 64, dr += 64) Copy64A(sr, dr);
     if (n != 0) Copy64U(sr + n - 64, dr + n - 64);
   }
-}
-
-KEL_AVX2 void StreamAlignedRows(const uint8_t* s, ptrdiff_t ss, uint8_t* d,
-                                ptrdiff_t ds, int w, int h) {
-  const int blocks = w & ~63;
-  for (int y = 0; y < h; ++y, s += ss, d += ds) {
-    for (int i = 0; i < blocks; i += 64) Copy64S(s + i, d + i);
-    if ((w & 32) != 0) Copy32A(s + blocks, d + blocks);
-  }
-  _mm_sfence();
 }
 
 // Copies k bytes when the destination has its k bit set, so that the
@@ -660,11 +659,11 @@ void PlaneRows(PlaneCopyPath path, const uint8_t* s, ptrdiff_t ss, uint8_t* d,
       case PlaneCopyPath::kNarrowRows:
         return avx2::kNarrowRows[std::min(w >> 6, 7)](s, ss, d, ds, w, h);
       case PlaneCopyPath::kForwardAligned:
-        return avx2::ForwardAlignedRows(s, ss, d, ds, w, h);
+        return avx2::ForwardAlignedRows<false>(s, ss, d, ds, w, h);
       case PlaneCopyPath::kBackwardAligned:
         return avx2::BackwardAlignedRows(s, ss, d, ds, w, h);
       case PlaneCopyPath::kStreamAligned:
-        return avx2::StreamAlignedRows(s, ss, d, ds, w, h);
+        return avx2::ForwardAlignedRows<true>(s, ss, d, ds, w, h);
       case PlaneCopyPath::kStreamUnaligned:
         return avx2::StreamUnalignedRows(s, ss, d, ds, w, h);
       default:
