@@ -77,20 +77,19 @@ void Encode422Rows(const Src& src, const Dst& dst, KelImageSize roi) {
     if constexpr (kIsAvx2<Isa>) {
       if (nv > 0) avx2::Row422<Src, Dst>(s, d, nv);
       x = nv;
-    } else {
-      for (; x < nv; x += 2) {
-        const Rgb a = s.At(x), b = s.At(x + 1);
-        const int sr = 64 * (a.r + b.r), sg = 64 * (a.g + b.g),
-                  sb = 64 * (a.b + b.b);
-        d.Pair(x, FormAY(a.r, a.g, a.b), FormAY(b.r, b.g, b.b),
-               FormACb(sr, sg, sb), FormACr(sr, sg, sb));
-      }
     }
     for (; x + 1 < w; x += 2) {
+      const bool vector = x < nv;
       const Rgb a = s.At(x), b = s.At(x + 1);
       const int sr = a.r + b.r, sg = a.g + b.g, sb = a.b + b.b;
-      d.Pair(x, ExactY(a.r, a.g, a.b), ExactY(b.r, b.g, b.b),
-             BlockSumCb2(sr, sg, sb), BlockSumCr2(sr, sg, sb));
+      if (vector) {
+        d.Pair(x, FormAY(a.r, a.g, a.b), FormAY(b.r, b.g, b.b),
+               FormACb(64 * sr, 64 * sg, 64 * sb),
+               FormACr(64 * sr, 64 * sg, 64 * sb));
+      } else {
+        d.Pair(x, ExactY(a.r, a.g, a.b), ExactY(b.r, b.g, b.b),
+               BlockSumCb2(sr, sg, sb), BlockSumCr2(sr, sg, sb));
+      }
     }
     if (x < w) {
       const Rgb p = s.At(x);
@@ -110,28 +109,23 @@ void Encode420Rows(const Src& src, const Dst& dst, KelImageSize roi) {
     if constexpr (kIsAvx2<Isa>) {
       if (nv > 0) avx2::Row420<Src, Dst>(s0, s1, d, nv);
       x = nv;
-    } else {
-      for (; x < nv; x += 2) {
-        const Rgb p[4] = {s0.At(x), s0.At(x + 1), s1.At(x), s1.At(x + 1)};
-        uint8_t y[4];
-        int sr = 0, sg = 0, sb = 0;
-        for (int i = 0; i < 4; ++i) {
-          y[i] = FormAY(p[i].r, p[i].g, p[i].b);
-          sr += p[i].r, sg += p[i].g, sb += p[i].b;
-        }
-        d.Block(x, y, FormACb(32 * sr, 32 * sg, 32 * sb),
-                FormACr(32 * sr, 32 * sg, 32 * sb));
-      }
     }
     for (; x < w; x += 2) {
+      const bool vector = x < nv;
       const Rgb p[4] = {s0.At(x), s0.At(x + 1), s1.At(x), s1.At(x + 1)};
       uint8_t y[4];
       int sr = 0, sg = 0, sb = 0;
       for (int i = 0; i < 4; ++i) {
-        y[i] = ExactY(p[i].r, p[i].g, p[i].b);
+        y[i] = vector ? FormAY(p[i].r, p[i].g, p[i].b)
+                      : ExactY(p[i].r, p[i].g, p[i].b);
         sr += p[i].r, sg += p[i].g, sb += p[i].b;
       }
-      d.Block(x, y, BlockSumCb4(sr, sg, sb), BlockSumCr4(sr, sg, sb));
+      if (vector) {
+        d.Block(x, y, FormACb(32 * sr, 32 * sg, 32 * sb),
+                FormACr(32 * sr, 32 * sg, 32 * sb));
+      } else {
+        d.Block(x, y, BlockSumCb4(sr, sg, sb), BlockSumCr4(sr, sg, sb));
+      }
     }
   }
 }
