@@ -57,78 +57,38 @@ struct Image3 {
   int steps[3];
 };
 
-uint8_t Avg(int a, int b, bool roundUp) {
-  return static_cast<uint8_t>((a + b + (roundUp ? 1 : 0)) >> 1);
-}
-
-// The chroma of conversion `f` for a w x h region, sample by sample: the
-// average rounds up at the positions before `body` (the vector body).
+// The chroma of conversion `f` for a w x h region, sample by sample. Rows
+// of n = w / 4 samples leave the last 1 to 16 samples, or n mod 8 for 4:1:1
+// destinations, to the remainder; averages in the vector body round up.
 std::vector<uint8_t> Model(const Family& f, const GuardedPlane& src, int w,
                            int h) {
-  const int n = w / 4;
+  const int n = w / 4, body = f.to == k411 ? n / 8 * 8 : (n - 1) / 16 * 16;
   auto S = [&](int r, int k) { return int{src.row(r)[k]}; };
+  auto avg = [](int a, int b, bool up) { return (a + b + up) >> 1; };
+  // Row r doubled across: each sample, then its average with the next one
+  // (at the right edge, the sample again).
+  auto across = [&](int r, int x) {
+    const int k = x / 2;
+    return x % 2 == 0 || k + 1 == n ? S(r, k)
+                                    : avg(S(r, k), S(r, k + 1), k < body);
+  };
   auto [dw, dh] = ChromaSize(f.to, w, h);
-  std::vector<uint8_t> d(size_t(dw) * dh);
-  auto D = [&](int r, int k) -> uint8_t& { return d[size_t(r) * dw + k]; };
-  if (f.to == k1620) {
-    for (int q = 0; q < h / 4; ++q)
-      for (int k = 0; k < n; ++k) D(q, k) = uint8_t(S(2 * q, 2 * k));
-  } else if (f.from == k1620) {
-    const int rows = h / 4, body = kel::resample::Body1620To420(n);
-    for (int q = 0; q < rows; ++q) {
-      for (int k = 0; k < n; ++k) {
-        const bool up = k < body, right = k + 1 < n;
-        const int a = S(q, k);
-        const uint8_t across = right ? Avg(a, S(q, k + 1), up) : uint8_t(a);
-        D(2 * q, 2 * k) = uint8_t(a);
-        D(2 * q, 2 * k + 1) = across;
-        if (q + 1 == rows) {
-          D(2 * q + 1, 2 * k) = D(2 * q + 1, 2 * k + 1) = uint8_t(a);
-        } else {
-          const int b = S(q + 1, k);
-          D(2 * q + 1, 2 * k) = Avg(a, b, up);
-          D(2 * q + 1, 2 * k + 1) =
-              right ? Avg(across, Avg(b, S(q + 1, k + 1), up), up)
-                    : Avg(a, b, up);
-        }
-      }
+  std::vector<uint8_t> d;
+  for (int y = 0; y < dh; ++y) {
+    for (int x = 0; x < dw; ++x) {
+      // From 16:2:0 and to 4:1:1, source row r gives rows 2r and 2r + 1,
+      // the average with row r + 1 (below the last row, the samples again).
+      const bool from1620 = f.from == k1620;
+      const int r = y / 2, k = from1620 ? x / 2 : x, at = from1620 ? k : 2 * k;
+      auto row = [&](int i) { return from1620 ? across(i, x) : S(i, at); };
+      d.push_back(f.to == k1620     ? S(2 * y, 2 * x)
+                  : f.from == k411  ? across(2 * y, x)
+                  : y % 2 == 0      ? row(r)
+                  : r + 1 == dh / 2 ? S(r, at)
+                                    : avg(row(r), row(r + 1), k < body));
     }
-  } else if (f.from == k411) {
-    const int body = kel::resample::Body411To420(n);
-    for (int r = 0; r < h / 2; ++r)
-      for (int k = 0; k < n; ++k) {
-        const int a = S(2 * r, k);
-        D(r, 2 * k) = uint8_t(a);
-        D(r, 2 * k + 1) =
-            k + 1 < n ? Avg(a, S(2 * r, k + 1), k < body) : uint8_t(a);
-      }
-  } else {
-    const int rows = h / 2, body = kel::resample::Body420To411(n);
-    for (int r = 0; r < rows; ++r)
-      for (int k = 0; k < n; ++k) {
-        const int a = S(r, 2 * k);
-        D(2 * r, k) = uint8_t(a);
-        D(2 * r + 1, k) =
-            r + 1 < rows ? Avg(a, S(r + 1, 2 * k), k < body) : uint8_t(a);
-      }
   }
   return d;
-}
-
-// Where each conversion's vector body ends, {samples per row, body}: the
-// model takes it from these functions, so they are pinned here.
-TEST(Resample1620, VectorBodyEndsWhereTheConversionSays) {
-  const int k411[][2] = {{16, 0},  {17, 16}, {64, 48},
-                         {65, 64}, {80, 64}, {81, 80}};
-  const int k1620[][2] = {{16, 0},  {17, 16}, {32, 16},
-                          {33, 32}, {49, 48}, {66, 64}};
-  const int k420[][2] = {{7, 0}, {8, 8}, {31, 24}, {32, 32}, {39, 32}};
-  for (auto [n, body] : k411)
-    EXPECT_EQ(kel::resample::Body411To420(n), body) << n;
-  for (auto [n, body] : k1620)
-    EXPECT_EQ(kel::resample::Body1620To420(n), body) << n;
-  for (auto [n, body] : k420)
-    EXPECT_EQ(kel::resample::Body420To411(n), body) << n;
 }
 
 TEST(Resample1620, EveryConversionMatchesTheModelAtEveryWidth) {
@@ -208,14 +168,14 @@ TEST(Resample1620, ErrorsWriteNothing) {
           EXPECT_TRUE(dst.planes[p].Unchanged(before[p]));
       };
       for (int slot = 0; slot < 10; ++slot) expect(kelErrNullPtr, {6, 6}, slot);
-      const int sizes[][2] = {{6, 8}, {8, 6},  {4, 2}, {8, 3},  {3, 8}, {0, 4},
-                              {4, 0}, {-4, 4}, {4, 4}, {8, 10}, {12, 8}};
-      for (auto [w, h] : sizes) {
-        const bool ok411 = w >= 4 && w % 4 == 0 && h >= 2 && h % 2 == 0;
-        const bool ok = ok411 && h % 4 == 0;
-        const bool accept = f.to == k411 ? ok411 : ok;
-        expect(accept ? kelOk : kelErrSize, {w, h}, -1);
-      }
+      // Which conversions take each size: none, those to 4:1:1 (whole 4 x 2
+      // blocks) or all (whole 4 x 4 blocks).
+      const int sizes[][3] = {{6, 8, 0}, {8, 6, 1}, {4, 2, 1}, {8, 3, 0},
+                              {3, 8, 0}, {0, 4, 0}, {4, 0, 0}, {-4, 4, 0},
+                              {4, 4, 2}, {12, 8, 2}};
+      for (auto [w, h, takes] : sizes)
+        expect(takes == 2 || (takes == 1 && f.to == k411) ? kelOk : kelErrSize,
+               {w, h}, -1);
     }
   });
 }
