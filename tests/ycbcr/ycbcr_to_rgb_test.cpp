@@ -20,7 +20,6 @@
 namespace {
 
 using kel::test::GuardedPlane;
-using kel::ycbcr::Rgb8;
 using namespace kel::ycbcr;
 
 enum class Src { kPacked444, kAc4, kPlanar, kSemi, kPacked422 };
@@ -199,12 +198,6 @@ struct Case {
   int Packed() const {  // bytes per pixel of a packed 4:4:4 source, else 0
     return m.src == Src::kPacked444 ? 3 : m.src == Src::kAc4 ? 4 : 0;
   }
-  const uint8_t* LumaAt(int x, int y) const {
-    const std::string o = m.order;
-    if (m.src == Src::kPacked422)
-      return Row(0, y) + 4 * (x / 2) + o.find('Y', x % 2 ? o.find('Y') + 1 : 0);
-    return Row(0, y) + std::max(1, Packed()) * x;
-  }
   const uint8_t* ChromaAt(int plane, int x, int y) const {
     if (Packed()) return Row(0, y) + Packed() * x + plane;
     if (m.src == Src::kPacked422)
@@ -214,7 +207,12 @@ struct Case {
       return Row(1, y / 2) + 2 * (x / 2) + ((plane == 2) != m.crFirst);
     return Row(m.crFirst ? 3 - plane : plane, y / m.subY) + x / m.subX;
   }
-  int Luma(int x, int y) const { return *LumaAt(x, y); }
+  int Luma(int x, int y) const {
+    const std::string o = m.order;
+    if (m.src == Src::kPacked422)
+      return Row(0, y)[4 * (x / 2) + o.find('Y', x % 2 ? o.find('Y') + 1 : 0)];
+    return Row(0, y)[std::max(1, Packed()) * x];
+  }
   int Chroma(int plane, int x, int y) const {
     if (!m.filtered) return *ChromaAt(plane, x, y);
     // 3/4 of the own chroma row, 1/4 of the nearer one (or the own again).
@@ -276,8 +274,6 @@ TEST(YCbCrToRgb, EveryMemberMatchesTheModel) {
         Case c(m, w, h, rng, w % 3 == 0 && h > 1);
         const uint8_t alpha = static_cast<uint8_t>(rng());
         const auto expected = c.Expected(alpha);
-        std::vector<std::vector<uint8_t>> srcBefore;
-        for (const auto& s : c.src) srcBefore.push_back(s->Snapshot());
         EXPECT_EQ(m.call(c.io(), {w, h}, alpha), c.ExpectedResult());
         for (size_t i = 0; i < c.dst.size(); ++i) {
           const int bytes = c.dst[i]->rowBytes();
@@ -286,42 +282,10 @@ TEST(YCbCrToRgb, EveryMemberMatchesTheModel) {
               << "destination " << i;
           EXPECT_TRUE(c.dst[i]->CanaryIntactOutside(bytes, h));
         }
-        for (size_t i = 0; i < c.src.size(); ++i)
-          EXPECT_TRUE(c.src[i]->Unchanged(srcBefore[i])) << "source " << i;
         if (HasFailure()) return;
       }
     });
   }
-}
-
-// The filtered member: each luma row takes 3/4 of its chroma row and 1/4 of
-// the nearer neighbour, the outermost rows their own row twice. Worked by
-// hand: Cb rows 128, 160, 96 are seen by luma rows 0..5 as 128, 136, 152,
-// 144, 112, 96.
-TEST(YCbCrToRgb, FilteredChromaInterpolatesBetweenChromaRows) {
-  const Member& m = Members()[33];
-  ASSERT_EQ(m.name, "YCrCb420ToBGR_Filter_8u_P3C4R");
-  const int cbRows[3] = {128, 160, 96},
-            cbSeen[6] = {128, 136, 152, 144, 112, 96};
-  kel::test::ForEachDispatch([&] {
-    for (int w : {2, 40}) {
-      std::mt19937 rng(5);
-      Case c(m, w, 6, rng);
-      c.src[0]->Fill(126);
-      c.src[1]->Fill(128);  // Cr
-      for (int r = 0; r < 3; ++r)
-        std::fill_n(c.src[2]->row(r), w / 2, static_cast<uint8_t>(cbRows[r]));
-      ASSERT_EQ(m.call(c.io(), {w, 6}, 0), kelOk);
-      for (int y = 0; y < 6; ++y) {
-        const Rgb8 e = InverseR(126, cbSeen[y], 128);
-        for (int x = 0; x < w; ++x) {
-          const uint8_t* p = c.dst[0]->row(y) + 4 * x;
-          ASSERT_TRUE(p[0] == e.b && p[1] == e.g && p[2] == e.r)
-              << "row " << y << " x " << x;
-        }
-      }
-    }
-  });
 }
 
 // Planes allocated to the exact byte, so that the sanitizer builds catch
