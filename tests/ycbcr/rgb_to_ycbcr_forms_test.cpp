@@ -149,63 +149,6 @@ TEST(EncodeForms, FourPixelSumsOfRandomBlocks) {
   }
 }
 
-// 2x2 blocks of four-byte pixels (read as whole vectors and put back in
-// pixel order on the way out) in both channel orders, to both 4:2:0
-// destinations; row lengths of one 32-pixel block, one 16-pixel block, and
-// both, so that every store width is checked.
-template <class Src>
-void CheckFourBytePixels420(uint32_t seed) {
-  constexpr bool kBgr = Src::kIsBgr;
-  std::mt19937 rng(seed);
-  for (const int n : {16, 32, 48, 1024}) {
-    const auto src = RandomBytes(4 * n * 2 + 64, rng);
-    const uint8_t* s0 = src.data() + 1;  // misaligned
-    const uint8_t* s1 = s0 + 4 * n;
-    std::vector<uint8_t> y0(n + 32, 7), y1(n + 32, 7), c(n + 32, 7),
-        cb(n / 2 + 32, 7), cr(n / 2 + 32, 7), p0(n + 32, 7), p1(n + 32, 7);
-    y::avx2::Row420<Src, y::SemiPlanar420>({s0}, {s1},
-                                           {y0.data(), y1.data(), c.data()}, n);
-    y::avx2::Row420<Src, y::Planar420>(
-        {s0}, {s1}, {p0.data(), p1.data(), cb.data(), cr.data()}, n);
-    auto ch = [](const uint8_t* row, int x, int k) {  // k: 0 R, 1 G, 2 B
-      return row[4 * x + (kBgr ? 2 - k : k)];
-    };
-    for (int x = 0; x < n; ++x) {
-      ASSERT_EQ(y0[x], y::FormAY(ch(s0, x, 0), ch(s0, x, 1), ch(s0, x, 2)))
-          << "n " << n << " x " << x;
-      ASSERT_EQ(y1[x], y::FormAY(ch(s1, x, 0), ch(s1, x, 1), ch(s1, x, 2)))
-          << "n " << n << " x " << x;
-      ASSERT_EQ(p0[x], y0[x]);
-      ASSERT_EQ(p1[x], y1[x]);
-    }
-    for (int k = 0; k < n / 2; ++k) {
-      int sum[3];
-      for (int i = 0; i < 3; ++i)
-        sum[i] = ch(s0, 2 * k, i) + ch(s0, 2 * k + 1, i) + ch(s1, 2 * k, i) +
-                 ch(s1, 2 * k + 1, i);
-      const uint8_t wantCb = y::FormACb(32 * sum[0], 32 * sum[1], 32 * sum[2]);
-      const uint8_t wantCr = y::FormACr(32 * sum[0], 32 * sum[1], 32 * sum[2]);
-      ASSERT_EQ(c[2 * k], wantCb) << "n " << n << " block " << k;
-      ASSERT_EQ(c[2 * k + 1], wantCr) << "n " << n << " block " << k;
-      ASSERT_EQ(cb[k], wantCb) << "n " << n << " block " << k;
-      ASSERT_EQ(cr[k], wantCr) << "n " << n << " block " << k;
-    }
-    // Nothing past the row.
-    for (int i = n; i < n + 32; ++i)
-      ASSERT_TRUE(y0[i] == 7 && y1[i] == 7 && c[i] == 7 && p0[i] == 7 &&
-                  p1[i] == 7)
-          << "n " << n << " byte " << i;
-    for (int i = n / 2; i < n / 2 + 32; ++i)
-      ASSERT_TRUE(cb[i] == 7 && cr[i] == 7) << "n " << n << " byte " << i;
-  }
-}
-
-TEST(EncodeForms, FourBytePixelsTo420InBothOrders) {
-  REQUIRE_AVX2();
-  CheckFourBytePixels420<y::C4Bgr>(4201);
-  CheckFourBytePixels420<y::C4Rgb>(4202);
-}
-
 // Block form A chroma of 8-bit channels stays within 16..240, which lets the
 // kernels merge chroma words into bytes without a clamp: checked at every
 // corner of the sum box (the terms are monotonic in their sums) for the
