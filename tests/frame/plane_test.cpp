@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -52,16 +51,13 @@ struct Observed {
   kel::frame::ScopedPlaneHooks scope;
 };
 
-// A page-aligned buffer of random bytes.
+// A page-aligned buffer of pseudo-random bytes.
 struct PageBuffer {
-  explicit PageBuffer(size_t bytes)
-      : p(static_cast<uint8_t*>(
-            std::aligned_alloc(4096, (bytes + 4095) / 4096 * 4096))) {
-    for (size_t i = 0; i < bytes; ++i)
-      p[i] = static_cast<uint8_t>((i * 2654435761u) >> 13);
+  explicit PageBuffer(size_t bytes) : v(bytes + 4096) {
+    for (size_t i = 0; i < bytes; ++i) p[i] = uint8_t((i * 2654435761u) >> 13);
   }
-  ~PageBuffer() { std::free(p); }
-  uint8_t* p;
+  std::vector<uint8_t> v;
+  uint8_t* p = v.data() + 4096 - reinterpret_cast<uintptr_t>(v.data()) % 4096;
 };
 
 // From 64 bytes before d to 64 after its last row, the bytes are `guard`
@@ -144,11 +140,9 @@ TEST(PlaneCopy8u, EveryPathSizeClassAndAlignment) {
   run(floor + 1, kFails, 1, B::kRep);
   run(floor + 100, 2 * (floor + 100), 1, B::kStream);
   run(floor + 100, 2 * (floor + 102), 1, B::kRep);
-  std::vector<int> sizes;
-  for (int n = 1; n <= 66; ++n) sizes.push_back(n);
-  for (int n : {127, 128, 129, 255, 256, 257, 300, 16447, 32767, 32768, 32769})
-    sizes.push_back(n);
-  for (int n : sizes)
+  for (int n :
+       {1,  2,  3,   4,   7,   8,   15,  16,  17,  31,    32,    33,    63,
+        64, 65, 127, 128, 129, 255, 256, 257, 300, 16447, 32767, 32768, 32769})
     for (int srcMis : {0, 1, 8, 16, 33})
       for (int dstMis : {0, 31, 159, 160, 4000 + srcMis % 3})
         run(n, kFails, 0,

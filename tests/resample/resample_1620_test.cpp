@@ -1,6 +1,6 @@
-// 4:2:0 <-> 16:2:0 and 4:2:0 <-> 4:1:1 re-sampling: a worked example,
-// every conversion against a per-sample model at widths around each vector
-// step, aligned and unaligned planes, canaries, errors and their order.
+// 4:2:0 <-> 16:2:0 and 4:2:0 <-> 4:1:1 re-sampling: every conversion
+// against a per-sample model at widths around each vector step, aligned and
+// unaligned planes, canaries, errors and their order.
 #include "resample/resample_1620.h"
 
 #include <gtest/gtest.h>
@@ -17,8 +17,7 @@ using kel::test::ForEachDispatch;
 using kel::test::GuardedPlane;
 
 enum Sampling { k420, k1620, k411 };
-using Fn = KelResult (*)(const Kel8u* const[3], const int[3], Kel8u* const[3],
-                         const int[3], KelImageSize);
+using Fn = decltype(&keliYCbCr420To1620_8u_P3R);
 
 struct Family {
   Fn fn;
@@ -110,38 +109,17 @@ TEST(Resample1620, EveryConversionMatchesTheModelAtEveryWidth) {
           src.planes[2].row(0)[0] = 255;
           ASSERT_EQ(f.fn(src.in, src.steps, dst.ptrs, dst.steps, {w, h}),
                     kelOk);
-          ASSERT_TRUE(kel::test::SameBytes(src.planes[0].Image(),
-                                           dst.planes[0].Image(), w));
-          for (int p = 0; p < 3; ++p) {
+          for (int p = 0; p < 3; ++p) {  // luma is copied
             const GuardedPlane& d = dst.planes[p];
             ASSERT_TRUE(d.CanaryIntactOutside(d.rowBytes(), d.rows()));
-            if (p == 0) continue;
-            ASSERT_TRUE(kel::test::SameBytes(Model(f, src.planes[p], w, h),
-                                             d.Image(), d.rowBytes()))
+            ASSERT_TRUE(kel::test::SameBytes(
+                p == 0 ? src.planes[0].Image() : Model(f, src.planes[p], w, h),
+                d.Image(), d.rowBytes()))
                 << "plane " << p;
           }
         }
       }
     }
-  });
-}
-
-// Neighbours 10 and 13 average to 12 in the vector body and to 11 in the
-// remainder: 4:1:1 -> 4:2:0 with 18 samples a row, body 0..15.
-TEST(Resample1620, WorkedExample) {
-  ForEachDispatch([&] {
-    const int w = 72, h = 4;
-    Image3 src(k411, w, h, false, 1), dst(k420, w, h, false, 2);
-    for (int r = 0; r < h; ++r)
-      for (int k = 0; k < 18; ++k)
-        src.planes[1].row(r)[k] = k % 2 == 0 ? 10 : 13;
-    ASSERT_EQ(keliYCbCr411To420_8u_P3R(src.in, src.steps, dst.ptrs, dst.steps,
-                                       {w, h}),
-              kelOk);
-    const uint8_t* d = dst.planes[1].row(1);
-    EXPECT_EQ(d[1], 12);   // between samples 0 and 1
-    EXPECT_EQ(d[33], 11);  // between samples 16 and 17
-    EXPECT_EQ(d[35], 13);  // the edge repeats sample 17
   });
 }
 
