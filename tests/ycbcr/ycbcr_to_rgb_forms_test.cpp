@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -79,11 +81,11 @@ TEST(InverseFormsVectorBody, EveryFormOverAllTriples) {
       for (int i = 0; i < 65536 && mismatches < 5; ++i) {
         const Rgb8 e = f.scalar(yv, i >> 8, i & 255);
         const uint8_t* p = &out[f.bytes * i];
-        if (p[0] != e.r || p[1] != e.g || p[2] != e.b) {
-          ADD_FAILURE() << f.name << " Y=" << yv << " Cb=" << (i >> 8)
-                        << " Cr=" << (i & 255) << ": got " << int(p[0]) << ","
-                        << int(p[1]) << "," << int(p[2]) << " expected "
-                        << int(e.r) << "," << int(e.g) << "," << int(e.b);
+        const std::array<int, 3> got = {p[0], p[1], p[2]},
+                                 want = {e.r, e.g, e.b};
+        if (got != want) {
+          EXPECT_EQ(got, want) << f.name << " at Y=" << yv << " Cb=" << (i >> 8)
+                               << " Cr=" << (i & 255);
           ++mismatches;
         }
       }
@@ -102,8 +104,7 @@ TEST(InverseForms, StayCloseToTheReferenceEquations) {
     // Forms P and S truncate: 235 comes out just below 255, stored 254.
     EXPECT_EQ(f(235, 128, 128).g, f == InverseP || f == InverseS ? 254 : 255);
     auto near = [](int got, double want) {
-      const double w = want < 0 ? 0 : want > 255 ? 255 : want;
-      return got >= w - 1.6 && got <= w + 1.6;
+      return std::abs(got - std::clamp(want, 0.0, 255.0)) <= 1.6;
     };
     for (int y = 0; y <= 255; y += 5) {
       for (int cb = 0; cb <= 255; cb += 15) {
