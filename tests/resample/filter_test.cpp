@@ -123,10 +123,6 @@ Planes RandomSource(Source kind, int w, int h, std::mt19937& rng) {
   return s;
 }
 
-Planes Dest(int w, int h, int chromaRows) {
-  return Planes(w, h, (w + 1) / 2, chromaRows, 3);
-}
-
 // Calls the member of `kind`. The pointer argument numbered `nullArg` is
 // passed as null: 0..3 the source, step, destination and step arrays, 4..6
 // the source planes, 7..9 the destination planes.
@@ -168,7 +164,7 @@ void CheckPlanar(Source kind, const Planes& s, int w, int h) {
       pairs ? Read(s.c1, 2 * cw, n, !swap, 2) : Read(swap ? s.c1 : s.c2, cw, n);
   auto model = smoothed ? ModelSmoothed : ModelFourTap;
   ForEachDispatch([&] {
-    Planes d = Dest(w, h, smoothed ? (h + 1) / 2 : h);
+    Planes d(w, h, (w + 1) / 2, smoothed ? (h + 1) / 2 : h, 3);
     ASSERT_EQ(CallPlanar(kind, s, d, {w, h}), kelOk);
     EXPECT_TRUE(SameRows(Read(s.y, wt, ht), Read(d.y, wt, ht)));
     EXPECT_TRUE(SameRows(model(c1), Read(d.c1, cw, ch)));
@@ -199,7 +195,7 @@ TEST_P(Planar, ChecksPointersThenTheSizeAndWritesNothing) {
   auto rng = kel::test::TestRng();
   const Planes s = RandomSource(GetParam(), 32, 8, rng);
   ForEachDispatch([&] {
-    Planes d = Dest(32, 8, 8);
+    Planes d(32, 8, 16, 8, 3);
     const auto y = d.y.Snapshot(), c1 = d.c1.Snapshot(), c2 = d.c2.Snapshot();
     for (int arg = 0; arg < 10; ++arg) {
       if (interleaved && (arg < 2 || arg == 6)) continue;  // not arguments

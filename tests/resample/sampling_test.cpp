@@ -58,20 +58,29 @@ std::pair<int, int> Locate(const Fmt& f, char comp, int c) {
   return {f.order[0] == comp ? 1 : 2, c};
 }
 
-constexpr char kComp[3] = {'Y', 'B', 'R'};
+// Pointers to and steps of an image's planes.
+struct View {
+  int planes = 0;
+  uint8_t* p[3] = {};
+  int step[3] = {};
+};
 
 // An image in one of the formats, every plane guarded.
 struct Image {
   std::vector<GuardedPlane> planes;
+  View view;
 
   // Planes after the first get more slack, unless `slack` is negative:
   // then every row follows the previous one without a gap.
   Image(const Fmt& f, int w, int h, int slack = 0, int misalign = 0) {
-    int i = 0;
     for (auto [bytes, rows] : PlaneShapes(f, w, h)) {
+      const int i = view.planes++;
       planes.emplace_back(bytes, rows, slack < 0 ? 0 : slack + 3 * i,
                           misalign + 5 * i);
-      ++i;
+    }
+    for (int i = 0; i < view.planes; ++i) {
+      view.p[i] = planes[i].data();
+      view.step[i] = planes[i].step();
     }
   }
 };
@@ -102,8 +111,8 @@ std::vector<std::vector<uint8_t>> Expected(const Fmt& from, const Fmt& to,
       for (int j = 0; j < (k ? cw : w); ++j) {
         auto [si, sj] =
             k ? Origin(from.sampling, to.sampling, i, j) : std::pair{i, j};
-        auto [sp, sx] = Locate(from, kComp[k], sj);
-        auto [dp, dx] = Locate(to, kComp[k], j);
+        auto [sp, sx] = Locate(from, "YBR"[k], sj);
+        auto [dp, dx] = Locate(to, "YBR"[k], j);
         out[dp][static_cast<size_t>(i) * shapes[dp].first + dx] =
             src.planes[sp].row(si)[sx];
       }
@@ -114,22 +123,6 @@ std::vector<std::vector<uint8_t>> Expected(const Fmt& from, const Fmt& to,
 // Calling any member through one shape. Pointer arguments are numbered in
 // argument order (a planar image: array, steps, planes 0..2); the one
 // numbered `nullSlot` is passed as null.
-
-struct View {
-  int planes = 0;
-  uint8_t* p[3] = {};
-  int step[3] = {};
-};
-
-View ViewOf(Image& im) {
-  View v;
-  v.planes = static_cast<int>(im.planes.size());
-  for (int i = 0; i < v.planes; ++i) {
-    v.p[i] = im.planes[i].data();
-    v.step[i] = im.planes[i].step();
-  }
-  return v;
-}
 
 using Call =
     std::function<KelResult(const View&, const View&, KelImageSize, int)>;
@@ -184,10 +177,6 @@ struct Member {
   Fmt from, to;
   bool streams = false;  // streams above 348,602 or 524,288 pixels
 
-  KelResult Run(Image& src, Image& dst, KelImageSize roi,
-                int nullSlot = -1) const {
-    return call(ViewOf(src), ViewOf(dst), roi, nullSlot);
-  }
   int MinWidth() const {
     return from.sampling == 411 || to.sampling == 411 ? 4 : 2;
   }
@@ -274,7 +263,7 @@ const std::vector<Member>& Members() {
   // The source is read from copies that end with its last byte (steps and
   // alignment within 16 bytes kept): the sanitizer build catches any read
   // past the region.
-  View sv = ViewOf(src);
+  View sv = src.view;
   std::vector<std::vector<uint8_t>> tight(sv.planes);
   for (int i = 0; i < sv.planes; ++i) {
     const GuardedPlane& p = src.planes[i];
@@ -284,7 +273,7 @@ const std::vector<Member>& Members() {
     std::memcpy(tight[i].data() + lead, p.data(), span);
     sv.p[i] = tight[i].data() + lead;
   }
-  if (const KelResult r = m.call(sv, ViewOf(dst), {w, h}, -1); r != kelOk)
+  if (const KelResult r = m.call(sv, dst.view, {w, h}, -1); r != kelOk)
     return ::testing::AssertionFailure() << "result " << r;
   const auto expected = Expected(m.from, m.to, src, tw, th);
   for (size_t i = 0; i < dst.planes.size(); ++i) {
@@ -361,7 +350,7 @@ TEST(Movers, ErrorsWriteNothing) {
         Image src(m.from, 8, 8), dst(m.to, 8, 8);
         std::vector<std::vector<uint8_t>> before;
         for (auto& p : dst.planes) before.push_back(p.Snapshot());
-        EXPECT_EQ(m.Run(src, dst, roi, nullSlot), code)
+        EXPECT_EQ(m.call(src.view, dst.view, roi, nullSlot), code)
             << roi.width << " x " << roi.height << ", null " << nullSlot;
         for (size_t i = 0; i < dst.planes.size(); ++i)
           EXPECT_TRUE(dst.planes[i].Unchanged(before[i]));
@@ -377,7 +366,8 @@ TEST(Movers, ErrorsWriteNothing) {
         expect(kelErrNullPtr, {0, 0}, slot);
       }
       Image src(m.from, mw, mh), dst(m.to, mw, mh);
-      EXPECT_EQ(m.Run(src, dst, {mw, mh}), kelOk);  // one block is enough
+      EXPECT_EQ(m.call(src.view, dst.view, {mw, mh}, -1),
+                kelOk);  // one block is enough
     });
   }
 }
