@@ -1,8 +1,6 @@
 // 4:2:0 <-> 16:2:0 and 4:2:0 <-> 4:1:1 re-sampling: every conversion
 // against a per-sample model at widths around each vector step, aligned and
 // unaligned planes, canaries, errors and their order.
-#include "resample/resample_1620.h"
-
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -17,10 +15,9 @@ using kel::test::ForEachDispatch;
 using kel::test::GuardedPlane;
 
 enum Sampling { k420, k1620, k411 };
-using Fn = decltype(&keliYCbCr420To1620_8u_P3R);
 
 struct Family {
-  Fn fn;
+  decltype(&keliYCbCr420To1620_8u_P3R) fn;
   const char* name;
   Sampling from, to;
 };
