@@ -187,10 +187,9 @@ TEST_P(Planar, MatchesModelAtEveryWidthAndHeight) {
     }
 }
 
-// Every pointer (null even with a size that would fail too), then the
+// Every pointer (null reported even with a size that fails too), then the
 // size; nothing is written on an error.
 TEST_P(Planar, ChecksPointersThenTheSizeAndWritesNothing) {
-  const bool interleaved = GetParam() >= Source::kInterleaved;
   const int minHeight = GetParam() == Source::kSmoothed ? 2 : 8;
   auto rng = kel::test::TestRng();
   const Planes s = RandomSource(GetParam(), 32, 8, rng);
@@ -198,10 +197,10 @@ TEST_P(Planar, ChecksPointersThenTheSizeAndWritesNothing) {
     Planes d(32, 8, 16, 8, 3);
     const auto y = d.y.Snapshot(), c1 = d.c1.Snapshot(), c2 = d.c2.Snapshot();
     for (int arg = 0; arg < 10; ++arg) {
-      if (interleaved && (arg < 2 || arg == 6)) continue;  // not arguments
-      for (KelImageSize roi : {KelImageSize{32, 8}, KelImageSize{0, 0}})
-        EXPECT_EQ(CallPlanar(GetParam(), s, d, roi, arg), kelErrNullPtr)
-            << "pointer " << arg;
+      // Plane and step arrays of the source are not arguments of the pairs.
+      if (GetParam() >= Source::kInterleaved && (arg < 2 || arg == 6)) continue;
+      EXPECT_EQ(CallPlanar(GetParam(), s, d, {0, 0}, arg), kelErrNullPtr)
+          << "pointer " << arg;
     }
     for (KelImageSize roi :
          {KelImageSize{32, minHeight - 1}, {1, 8}, {-2, 8}, {32, -8}})
@@ -311,8 +310,7 @@ TEST(SlicedPacked422, ChecksAndUnknownPositionsWriteNothing) {
   ForEachDispatch([&] {
     for (int position : {int{kelSliceWhole}, 2}) {
       for (int nullArg = 0; nullArg < 3; ++nullArg)
-        for (KelImageSize roi : {KelImageSize{64, 8}, KelImageSize{0, 0}})
-          EXPECT_EQ(call(nullArg, roi, position), kelErrNullPtr) << nullArg;
+        EXPECT_EQ(call(nullArg, {0, 0}, position), kelErrNullPtr) << nullArg;
       for (KelImageSize roi : {KelImageSize{1, 4}, KelImageSize{8, 1}})
         EXPECT_EQ(call(-1, roi, position), kelErrSize);
     }
