@@ -189,62 +189,59 @@ struct Member {
 #define S(fn, from, to) \
   Member { #fn, Adapt(&fn), from, to, true }
 
-const std::vector<Member>& Members() {
-  static const std::vector<Member> members = {
-      S(keliYCbCr422ToYCbCr420_8u_P3R, kYCbCr422P3, kYCbCr420P3),
-      M(keliYCbCr422ToYCbCr420_8u_P3P2R, kYCbCr422P3, kYCbCr420P2),
-      M(keliYCbCr422ToYCbCr420_8u_C2P3R, kYCbCr422, kYCbCr420P3),
-      M(keliYCbCr422ToYCbCr420_8u_C2P2R, kYCbCr422, kYCbCr420P2),
-      M(keliYCbCr422ToYCrCb420_8u_C2P3R, kYCbCr422, kYCrCb420P3),
-      M(keliYCbCr422ToYCrCb420_8u_C2P2R, kYCbCr422, kYCbCr420P2),
-      M(keliYCrCb422ToYCbCr420_8u_C2P3R, kYCrCb422, kYCbCr420P3),
-      M(keliCbYCr422ToYCbCr420_8u_C2P3R, kCbYCr422, kYCbCr420P3),
-      M(keliCbYCr422ToYCbCr420_8u_C2P2R, kCbYCr422, kYCbCr420P2),
-      M(keliCbYCr422ToYCrCb420_8u_C2P3R, kCbYCr422, kYCrCb420P3),
-      M(keliYCbCr420ToYCbCr422_8u_P3R, kYCbCr420P3, kYCbCr422P3),
-      M(keliYCbCr420ToYCbCr422_8u_P2P3R, kYCbCr420P2, kYCbCr422P3),
-      M(keliYCbCr420ToYCbCr422_8u_P2C2R, kYCbCr420P2, kYCbCr422),
-      M(keliYCbCr420ToCbYCr422_8u_P2C2R, kYCbCr420P2, kCbYCr422),
-      M(keliYCrCb420ToYCbCr422_8u_P3R, kYCrCb420P3, kYCbCr422P3),
-      M(keliYCrCb420ToYCbCr422_8u_P3C2R, kYCrCb420P3, kYCbCr422),
-      M(keliYCrCb420ToCbYCr422_8u_P3C2R, kYCrCb420P3, kCbYCr422),
-      M(keliYCbCr420ToYCrCb420_8u_P2P3R, kYCbCr420P2, kYCrCb420P3),
-      M(keliYCbCr420_8u_P2P3R, kYCbCr420P2, kYCbCr420P3),
-      M(keliYCbCr420_8u_P3P2R, kYCbCr420P3, kYCbCr420P2),
-      M(keliYCrCb420ToYCbCr420_8u_P3P2R, kYCrCb420P3, kYCbCr420P2),
-      M(keliYCbCr420ToYCbCr411_8u_P2P3R, kYCbCr420P2, kYCbCr411P3),
-      M(keliYCbCr420ToYCbCr411_8u_P3P2R, kYCbCr420P3, kYCbCr411P2),
-      M(keliYCrCb420ToYCbCr411_8u_P3P2R, kYCrCb420P3, kYCbCr411P2),
-      M(keliYCbCr411ToYCbCr420_8u_P3R, kYCbCr411P3, kYCbCr420P3),
-      M(keliYCbCr411ToYCbCr420_8u_P2P3R, kYCbCr411P2, kYCbCr420P3),
-      S(keliYCbCr411ToYCbCr420_8u_P3P2R, kYCbCr411P3, kYCbCr420P2),
-      M(keliYCbCr411ToYCrCb420_8u_P2P3R, kYCbCr411P2, kYCrCb420P3),
-      S(keliYCbCr422ToYCbCr411_8u_P3R, kYCbCr422P3, kYCbCr411P3),
-      M(keliYCbCr422ToYCbCr411_8u_P3P2R, kYCbCr422P3, kYCbCr411P2),
-      M(keliYCbCr422ToYCbCr411_8u_C2P3R, kYCbCr422, kYCbCr411P3),
-      M(keliYCbCr422ToYCbCr411_8u_C2P2R, kYCbCr422, kYCbCr411P2),
-      M(keliYCrCb422ToYCbCr411_8u_C2P3R, kYCrCb422, kYCbCr411P3),
-      M(keliCbYCr422ToYCbCr411_8u_C2P3R, kCbYCr422, kYCbCr411P3),
-      M(keliYCbCr411ToYCbCr422_8u_P3R, kYCbCr411P3, kYCbCr422P3),
-      S(keliYCbCr411ToYCbCr422_8u_P2P3R, kYCbCr411P2, kYCbCr422P3),
-      S(keliYCbCr411ToYCbCr422_8u_P3C2R, kYCbCr411P3, kYCbCr422),
-      S(keliYCbCr411ToYCbCr422_8u_P2C2R, kYCbCr411P2, kYCbCr422),
-      M(keliYCbCr411ToYCrCb422_8u_P3R, kYCbCr411P3, kYCrCb422P3),
-      S(keliYCbCr411ToYCrCb422_8u_P3C2R, kYCbCr411P3, kYCrCb422),
-      M(keliYCbCr411_8u_P2P3R, kYCbCr411P2, kYCbCr411P3),
-      S(keliYCbCr411_8u_P3P2R, kYCbCr411P3, kYCbCr411P2),
-      M(keliYCbCr422_8u_C2P3R, kYCbCr422, kYCbCr422P3),
-      M(keliYCbCr422_8u_P3C2R, kYCbCr422P3, kYCbCr422),
-      M(keliYCrCb422ToYCbCr422_8u_C2P3R, kYCrCb422, kYCbCr422P3),
-      M(keliCbYCr422ToYCbCr422_8u_C2P3R, kCbYCr422, kYCbCr422P3),
-      M(keliYCbCr422ToCbYCr422_8u_P3C2R, kYCbCr422P3, kCbYCr422),
-      S(keliYCbCr422ToYCrCb422_8u_P3C2R, kYCbCr422P3, kYCrCb422),
-      S(keliYCbCr422ToYCrCb422_8u_C2R, kYCbCr422, kYCrCb422),
-      M(keliYCbCr422ToCbYCr422_8u_C2R, kYCbCr422, kCbYCr422),
-      M(keliCbYCr422ToYCbCr422_8u_C2R, kCbYCr422, kYCbCr422),
-  };
-  return members;
-}
+const std::vector<Member> kMembers = {
+    S(keliYCbCr422ToYCbCr420_8u_P3R, kYCbCr422P3, kYCbCr420P3),
+    M(keliYCbCr422ToYCbCr420_8u_P3P2R, kYCbCr422P3, kYCbCr420P2),
+    M(keliYCbCr422ToYCbCr420_8u_C2P3R, kYCbCr422, kYCbCr420P3),
+    M(keliYCbCr422ToYCbCr420_8u_C2P2R, kYCbCr422, kYCbCr420P2),
+    M(keliYCbCr422ToYCrCb420_8u_C2P3R, kYCbCr422, kYCrCb420P3),
+    M(keliYCbCr422ToYCrCb420_8u_C2P2R, kYCbCr422, kYCbCr420P2),
+    M(keliYCrCb422ToYCbCr420_8u_C2P3R, kYCrCb422, kYCbCr420P3),
+    M(keliCbYCr422ToYCbCr420_8u_C2P3R, kCbYCr422, kYCbCr420P3),
+    M(keliCbYCr422ToYCbCr420_8u_C2P2R, kCbYCr422, kYCbCr420P2),
+    M(keliCbYCr422ToYCrCb420_8u_C2P3R, kCbYCr422, kYCrCb420P3),
+    M(keliYCbCr420ToYCbCr422_8u_P3R, kYCbCr420P3, kYCbCr422P3),
+    M(keliYCbCr420ToYCbCr422_8u_P2P3R, kYCbCr420P2, kYCbCr422P3),
+    M(keliYCbCr420ToYCbCr422_8u_P2C2R, kYCbCr420P2, kYCbCr422),
+    M(keliYCbCr420ToCbYCr422_8u_P2C2R, kYCbCr420P2, kCbYCr422),
+    M(keliYCrCb420ToYCbCr422_8u_P3R, kYCrCb420P3, kYCbCr422P3),
+    M(keliYCrCb420ToYCbCr422_8u_P3C2R, kYCrCb420P3, kYCbCr422),
+    M(keliYCrCb420ToCbYCr422_8u_P3C2R, kYCrCb420P3, kCbYCr422),
+    M(keliYCbCr420ToYCrCb420_8u_P2P3R, kYCbCr420P2, kYCrCb420P3),
+    M(keliYCbCr420_8u_P2P3R, kYCbCr420P2, kYCbCr420P3),
+    M(keliYCbCr420_8u_P3P2R, kYCbCr420P3, kYCbCr420P2),
+    M(keliYCrCb420ToYCbCr420_8u_P3P2R, kYCrCb420P3, kYCbCr420P2),
+    M(keliYCbCr420ToYCbCr411_8u_P2P3R, kYCbCr420P2, kYCbCr411P3),
+    M(keliYCbCr420ToYCbCr411_8u_P3P2R, kYCbCr420P3, kYCbCr411P2),
+    M(keliYCrCb420ToYCbCr411_8u_P3P2R, kYCrCb420P3, kYCbCr411P2),
+    M(keliYCbCr411ToYCbCr420_8u_P3R, kYCbCr411P3, kYCbCr420P3),
+    M(keliYCbCr411ToYCbCr420_8u_P2P3R, kYCbCr411P2, kYCbCr420P3),
+    S(keliYCbCr411ToYCbCr420_8u_P3P2R, kYCbCr411P3, kYCbCr420P2),
+    M(keliYCbCr411ToYCrCb420_8u_P2P3R, kYCbCr411P2, kYCrCb420P3),
+    S(keliYCbCr422ToYCbCr411_8u_P3R, kYCbCr422P3, kYCbCr411P3),
+    M(keliYCbCr422ToYCbCr411_8u_P3P2R, kYCbCr422P3, kYCbCr411P2),
+    M(keliYCbCr422ToYCbCr411_8u_C2P3R, kYCbCr422, kYCbCr411P3),
+    M(keliYCbCr422ToYCbCr411_8u_C2P2R, kYCbCr422, kYCbCr411P2),
+    M(keliYCrCb422ToYCbCr411_8u_C2P3R, kYCrCb422, kYCbCr411P3),
+    M(keliCbYCr422ToYCbCr411_8u_C2P3R, kCbYCr422, kYCbCr411P3),
+    M(keliYCbCr411ToYCbCr422_8u_P3R, kYCbCr411P3, kYCbCr422P3),
+    S(keliYCbCr411ToYCbCr422_8u_P2P3R, kYCbCr411P2, kYCbCr422P3),
+    S(keliYCbCr411ToYCbCr422_8u_P3C2R, kYCbCr411P3, kYCbCr422),
+    S(keliYCbCr411ToYCbCr422_8u_P2C2R, kYCbCr411P2, kYCbCr422),
+    M(keliYCbCr411ToYCrCb422_8u_P3R, kYCbCr411P3, kYCrCb422P3),
+    S(keliYCbCr411ToYCrCb422_8u_P3C2R, kYCbCr411P3, kYCrCb422),
+    M(keliYCbCr411_8u_P2P3R, kYCbCr411P2, kYCbCr411P3),
+    S(keliYCbCr411_8u_P3P2R, kYCbCr411P3, kYCbCr411P2),
+    M(keliYCbCr422_8u_C2P3R, kYCbCr422, kYCbCr422P3),
+    M(keliYCbCr422_8u_P3C2R, kYCbCr422P3, kYCbCr422),
+    M(keliYCrCb422ToYCbCr422_8u_C2P3R, kYCrCb422, kYCbCr422P3),
+    M(keliCbYCr422ToYCbCr422_8u_C2P3R, kCbYCr422, kYCbCr422P3),
+    M(keliYCbCr422ToCbYCr422_8u_P3C2R, kYCbCr422P3, kCbYCr422),
+    S(keliYCbCr422ToYCrCb422_8u_P3C2R, kYCbCr422P3, kYCrCb422),
+    S(keliYCbCr422ToYCrCb422_8u_C2R, kYCbCr422, kYCrCb422),
+    M(keliYCbCr422ToCbYCr422_8u_C2R, kYCbCr422, kCbYCr422),
+    M(keliCbYCr422ToYCbCr422_8u_C2R, kCbYCr422, kYCbCr422),
+};
 #undef M
 #undef S
 
@@ -325,7 +322,7 @@ std::vector<Case> Cases(bool streams) {
 
 TEST(Movers, EveryShapeMatchesTheModel) {
   std::mt19937 rng = kel::test::TestRng();
-  for (const Member& m : Members()) {
+  for (const Member& m : kMembers) {
     SCOPED_TRACE(m.name);
     ForEachDispatch([&] {
       for (const Case& c : Cases(m.streams)) {
@@ -342,7 +339,7 @@ TEST(Movers, EveryShapeMatchesTheModel) {
 // the size (a null is reported even with an empty region); a size below one
 // block is rejected; nothing is written.
 TEST(Movers, ErrorsWriteNothing) {
-  for (const Member& m : Members()) {
+  for (const Member& m : kMembers) {
     SCOPED_TRACE(m.name);
     ForEachDispatch([&] {
       const int mw = m.MinWidth(), mh = m.MinHeight();
