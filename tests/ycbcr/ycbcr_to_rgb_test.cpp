@@ -73,7 +73,7 @@ struct Member {
   Invoke call;
   Src src = Src::kPlanar;
   int subX = 1, subY = 1;
-  const char* order = "";  // packed 4:2:2 byte order
+  std::string order = "";  // packed 4:2:2 byte order
   bool crFirst = false, bgr = false, filtered = false;
   Dst dst = Dst::kP3;
   bool OneStep() const { return src == Src::kPlanar && subX == 1; }
@@ -196,30 +196,26 @@ struct Case {
     return src[i]->row(flip ? src[i]->rows() - 1 - y : y);
   }
 
-  // Where pixel (x, y) keeps its luma and its chroma (plane 1 = Cb, 2 = Cr).
-  int Packed() const {  // bytes per pixel of a packed 4:4:4 source, else 0
-    return m.src == Src::kPacked444 ? 3 : m.src == Src::kAc4 ? 4 : 0;
-  }
-  const uint8_t* ChromaAt(int plane, int x, int y) const {
-    if (Packed()) return Row(0, y) + Packed() * x + plane;
-    if (m.src == Src::kPacked422)
-      return Row(0, y) + 4 * (x / 2) +
-             std::string(m.order).find(plane == 1 ? 'U' : 'V');
+  // Sample k (0 = Y, 1 = Cb, 2 = Cr) of pixel (x, y) as stored.
+  int Sample(int k, int x, int y) const {
+    const std::string& o = m.order;
+    if (m.src == Src::kPacked444 || m.src == Src::kAc4)
+      return Row(0, y)[(m.src == Src::kAc4 ? 4 : 3) * x + k];
+    if (m.src == Src::kPacked422) {  // a pair's second Y is the order's second
+      const size_t at =
+          k ? o.find("UV"[k - 1]) : o.find('Y', x % 2 ? o.find('Y') + 1 : 0);
+      return Row(0, y)[4 * (x / 2) + at];
+    }
+    if (k == 0) return Row(0, y)[x];
     if (m.src == Src::kSemi)
-      return Row(1, y / 2) + 2 * (x / 2) + ((plane == 2) != m.crFirst);
-    return Row(m.crFirst ? 3 - plane : plane, y / m.subY) + x / m.subX;
+      return Row(1, y / 2)[2 * (x / 2) + ((k == 2) != m.crFirst)];
+    return Row(m.crFirst ? 3 - k : k, y / m.subY)[x / m.subX];
   }
-  int Luma(int x, int y) const {
-    const std::string o = m.order;
-    if (m.src == Src::kPacked422)
-      return Row(0, y)[4 * (x / 2) + o.find('Y', x % 2 ? o.find('Y') + 1 : 0)];
-    return Row(0, y)[std::max(1, Packed()) * x];
-  }
-  int Chroma(int plane, int x, int y) const {
-    if (!m.filtered) return *ChromaAt(plane, x, y);
+  int Chroma(int k, int x, int y) const {
+    if (!m.filtered) return Sample(k, x, y);
     // 3/4 of the own chroma row, 1/4 of the nearer one (or the own again).
     const int near = std::clamp(y / 2 + (y % 2 ? 1 : -1), 0, h / 2 - 1);
-    return (3 * *ChromaAt(plane, x, y) + *ChromaAt(plane, x, 2 * near) + 2) / 4;
+    return (3 * Sample(k, x, y) + Sample(k, x, 2 * near) + 2) / 4;
   }
 
   // The destinations the model expects. Pixels outside whole chroma blocks
@@ -233,7 +229,7 @@ struct Case {
     for (int y = 0; y < rows; ++y) {
       for (int x = 0; x < cols; ++x) {
         const Form f = x < bodyEnd ? m.body : Inverse16;
-        const Rgb8 c = f(Luma(x, y), Chroma(1, x, y), Chroma(2, x, y));
+        const Rgb8 c = f(Sample(0, x, y), Chroma(1, x, y), Chroma(2, x, y));
         const uint8_t rgb[3] = {c.r, c.g, c.b};
         const size_t at = size_t(flip ? h - 1 - y : y) * w + x;
         if (m.dst == Dst::kP3) {
