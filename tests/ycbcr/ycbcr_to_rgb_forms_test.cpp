@@ -31,16 +31,12 @@ constexpr int kYStride = 1;
 // as packed pixels with a fourth byte.
 struct Triples {
   std::vector<uint8_t> y, cb, cr, packed;
-  explicit Triples(int yv)
-      : y(65536, static_cast<uint8_t>(yv)),
-        cb(65536),
-        cr(65536),
-        packed(4 * 65536) {
+  explicit Triples(int yv) : y(65536, static_cast<uint8_t>(yv)) {
     for (int i = 0; i < 65536; ++i) {
-      cb[i] = static_cast<uint8_t>(i >> 8);
-      cr[i] = static_cast<uint8_t>(i);
-      const uint8_t px[4] = {y[i], cb[i], cr[i], static_cast<uint8_t>(i * 7)};
-      std::copy_n(px, 4, &packed[4 * i]);
+      cb.push_back(static_cast<uint8_t>(i >> 8));
+      cr.push_back(static_cast<uint8_t>(i));
+      packed.insert(packed.end(),
+                    {y[i], cb[i], cr[i], static_cast<uint8_t>(i * 7)});
     }
   }
 };
