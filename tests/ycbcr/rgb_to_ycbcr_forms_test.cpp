@@ -149,22 +149,4 @@ TEST(EncodeForms, FourPixelSumsOfRandomBlocks) {
   }
 }
 
-// Block form A chroma of 8-bit channels stays within 16..240, which lets the
-// kernels merge chroma words into bytes without a clamp: checked at every
-// corner of the sum box (the terms are monotonic in their sums) for the
-// scales of one pixel, two and four.
-TEST(EncodeForms, FormAChromaStaysInItsRange) {
-  for (const int scale : {128, 64, 32}) {
-    const int top = 255 * 128 / scale * scale;  // 32640 at every scale
-    for (int corner = 0; corner < 8; ++corner) {
-      const int sr = corner & 1 ? top : 0, sg = corner & 2 ? top : 0,
-                sb = corner & 4 ? top : 0;
-      for (const int v : {y::FormACb(sr, sg, sb), y::FormACr(sr, sg, sb)}) {
-        EXPECT_GE(v, 16) << scale << " " << corner;
-        EXPECT_LE(v, 240) << scale << " " << corner;
-      }
-    }
-  }
-}
-
 }  // namespace

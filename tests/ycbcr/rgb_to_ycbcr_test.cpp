@@ -121,23 +121,31 @@ int OutBytes(Out o) {
 struct Io {
   Planes src, dst;
 };
+// The planes of a w x h call, sources first: add(source, row bytes, rows,
+// shares the first plane's step) for each.
+template <class Add>
+void EachPlane(const Export& e, int w, int h, Add add) {
+  const int cw = e.sampling == 444 ? w : e.sampling == 411 ? w / 4 : w / 2;
+  const int ch = e.sampling == 420 ? h / 2 : h;
+  const bool sharedOut = e.out == Out::kP3Shared;
+  for (int i = 0; i < (e.src == Src::kP3 ? 3 : 1); ++i)
+    add(true, SrcBytes(e.src) * w, h, true);
+  add(false, OutBytes(e.out) * w, h, sharedOut);
+  if (sharedOut || e.out == Out::kP3)
+    for (int i = 0; i < 2; ++i) add(false, cw, ch, sharedOut);
+  if (e.out == Out::kP2) add(false, w & ~1, h / 2, false);
+}
+
 Io MakeIo(const Export& e, int w, int h, std::mt19937& rng) {
   std::uniform_int_distribution<int> slack(0, 40), mis(0, 63);
-  const int cw = e.sampling == 444 ? w : e.sampling == 411 ? w / 4 : w / 2;
-  const int ch = e.sampling == 420 ? h / 2 : h, shared = slack(rng);
+  const int shared = slack(rng);
   Io io;
-  auto add = [&](Planes& p, int bytes, int rows, bool sharedStep) {
+  EachPlane(e, w, h, [&](bool source, int bytes, int rows, bool sharedStep) {
+    Planes& p = source ? io.src : io.dst;
     p.push_back(std::make_unique<GuardedPlane>(
         bytes, rows, sharedStep ? shared : slack(rng), mis(rng)));
     p.back()->FillRandom(rng);
-  };
-  for (int i = 0; i < (e.src == Src::kP3 ? 3 : 1); ++i)
-    add(io.src, SrcBytes(e.src) * w, h, true);
-  const bool sharedOut = e.out == Out::kP3Shared;
-  add(io.dst, OutBytes(e.out) * w, h, sharedOut);
-  if (sharedOut || e.out == Out::kP3)
-    for (int i = 0; i < 2; ++i) add(io.dst, cw, ch, sharedOut);
-  if (e.out == Out::kP2) add(io.dst, w & ~1, h / 2, false);
+  });
   return io;
 }
 
@@ -314,20 +322,17 @@ TEST_P(EncodeTest, AccessesStayInsideExactPlanes) {
   for (int w : {1, 2, 4, 15, 16, 17, 31, 32, 33, 48, 63, 64, 65, 96, 97})
     for (int h : {1, 2, 3}) {
       std::vector<std::vector<uint8_t>> planes;
-      auto add = [&](int rowBytes, int rows) {
-        return planes.emplace_back(std::max(1, rowBytes * rows)).data();
-      };
-      const int cw = e.sampling == 444 ? w : e.sampling == 411 ? w / 4 : w / 2;
-      const int ch = e.sampling == 420 ? h / 2 : h;
       const Kel8u* s[3] = {};
       Kel8u* d[3] = {};
-      int steps[3] = {OutBytes(e.out) * w};
-      for (int i = 0; i < (e.src == Src::kP3 ? 3 : 1); ++i)
-        s[i] = add(SrcBytes(e.src) * w, h);
-      d[0] = add(steps[0], h);
-      if (e.out == Out::kP3Shared || e.out == Out::kP3)
-        for (int i = 1; i < 3; ++i) d[i] = add(cw, ch), steps[i] = cw;
-      if (e.out == Out::kP2) d[1] = add(w & ~1, h / 2), steps[1] = w & ~1;
+      int steps[3] = {}, ns = 0, nd = 0;
+      EachPlane(e, w, h, [&](bool source, int bytes, int rows, bool) {
+        uint8_t* p = planes.emplace_back(std::max(1, bytes * rows)).data();
+        if (source) {
+          s[ns++] = p;
+        } else {
+          steps[nd] = bytes, d[nd++] = p;
+        }
+      });
       ForEachDispatch([&] {
         EXPECT_EQ(e.call(s, SrcBytes(e.src) * w, d, steps, {w, h}),
                   ExpectedResult(e, {w, h}))
