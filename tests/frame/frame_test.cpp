@@ -65,45 +65,24 @@ TEST(ArgCheck, ReportsTheFirstFailureInCallOrder) {
   const int* planesBad[2] = {&x, nullptr};
   const KelImageSize ok{4, 4}, empty{0, 0};
 
-  // Pointers before size; size before plane pointers; planes before steps.
-  EXPECT_EQ(kel::ArgCheck()
-                .NotNull(&x, static_cast<int*>(nullptr))
-                .MinSize(empty)
-                .Result(),
-            kelErrNullPtr);
-  EXPECT_EQ(
-      kel::ArgCheck().NotNull(&x).MinSize(empty).Planes(planesBad, 2).Result(),
-      kelErrSize);
-  EXPECT_EQ(kel::ArgCheck()
-                .NotNull(&x)
-                .MinSize(ok)
-                .Planes(planesBad, 2)
-                .PositiveSteps(0)
-                .Result(),
-            kelErrNullPtr);
-  EXPECT_EQ(kel::ArgCheck()
-                .NotNull(&x)
-                .MinSize(ok)
-                .Planes(planesOk, 2)
-                .PositiveSteps(4, 0)
-                .Result(),
-            kelErrStep);
-  EXPECT_EQ(kel::ArgCheck()
-                .NotNull(&x)
-                .MinSize(ok)
-                .Planes(planesOk, 2)
-                .PositiveSteps(4)
-                .Require(false, kelErrBadArg)
-                .Result(),
-            kelErrBadArg);
-  EXPECT_EQ(kel::ArgCheck()
-                .NotNull(&x)
-                .MinSize(ok)
-                .Planes(planesOk, 2)
-                .PositiveSteps(4)
-                .Require(true, kelErrBadArg)
-                .Result(),
-            kelOk);
+  // Every check of the chain fails from each row on; the first in call
+  // order decides: pointers, size, plane pointers, steps, the rest.
+  auto chain = [&](const int* p, KelImageSize roi, const int* const* planes,
+                   int step, bool require) {
+    return kel::ArgCheck()
+        .NotNull(&x, p)
+        .MinSize(roi)
+        .Planes(planes, 2)
+        .PositiveSteps(4, step)
+        .Require(require, kelErrBadArg)
+        .Result();
+  };
+  EXPECT_EQ(chain(nullptr, empty, planesBad, 0, false), kelErrNullPtr);
+  EXPECT_EQ(chain(&x, empty, planesBad, 0, false), kelErrSize);
+  EXPECT_EQ(chain(&x, ok, planesBad, 0, false), kelErrNullPtr);
+  EXPECT_EQ(chain(&x, ok, planesOk, 0, false), kelErrStep);
+  EXPECT_EQ(chain(&x, ok, planesOk, 4, false), kelErrBadArg);
+  EXPECT_EQ(chain(&x, ok, planesOk, 4, true), kelOk);
 }
 
 TEST(ArgCheck, MinimumSizesAreInclusive) {
