@@ -10,6 +10,16 @@
 
 #include <type_traits>
 
+// KEL_X86_64 is 1 where the AVX2 kernels can be compiled. Everything that
+// needs x86 (intrinsics headers, KEL_AVX2 functions and the branches that
+// call them) sits inside `#if KEL_X86_64`; elsewhere the `Avx2` tag takes
+// the portable forms, so both slot sets give the same bytes.
+#if defined(__x86_64__)
+#define KEL_X86_64 1
+#else
+#define KEL_X86_64 0
+#endif
+
 namespace kel {
 
 struct Portable {};
