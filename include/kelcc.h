@@ -310,12 +310,72 @@ const KelLibVersion* kelccGetLibVersion(void);
   X(keliYCbCr411To420_8u_P3R, KELCC_P_P3S_P3S)                                 \
   X(keliYCbCr420To411_8u_P3R, KELCC_P_P3S_P3S)
 
+/* HLS and HSV. RGB-order members for 8u, 16u, 16s and 32f; BGR-order
+ * members for 8u in interleaved, planar and alpha-plane layouts. The 8u hue
+ * spans 0..255 for the full circle, 16u and 16s 0..65535 (16s offset by
+ * -32768), 32f 0..1. */
+#define KELCC_P_T_C_C(T) \
+  (const T* pSrc, int srcStep, T* pDst, int dstStep, KelImageSize roiSize)
+#define KELCC_P_P3_P3                                                          \
+  (const Kel8u* const pSrc[3], int srcStep, Kel8u* const pDst[3], int dstStep, \
+   KelImageSize roiSize)
+#define KELCC_P_C_P4                                                  \
+  (const Kel8u* pSrc, int srcStep, Kel8u* const pDst[4], int dstStep, \
+   KelImageSize roiSize)
+#define KELCC_P_P4_C                                                  \
+  (const Kel8u* const pSrc[4], int srcStep, Kel8u* pDst, int dstStep, \
+   KelImageSize roiSize)
+#define KELCC_P_P4_P4                                                          \
+  (const Kel8u* const pSrc[4], int srcStep, Kel8u* const pDst[4], int dstStep, \
+   KelImageSize roiSize)
+#define KELCC_EXPORTS_HLS(X)                      \
+  X(keliRGBToHLS_8u_C3R, KELCC_P_C_C)             \
+  X(keliRGBToHLS_8u_AC4R, KELCC_P_C_C)            \
+  X(keliRGBToHLS_16u_C3R, KELCC_P_T_C_C(Kel16u))  \
+  X(keliRGBToHLS_16u_AC4R, KELCC_P_T_C_C(Kel16u)) \
+  X(keliRGBToHLS_16s_C3R, KELCC_P_T_C_C(Kel16s))  \
+  X(keliRGBToHLS_16s_AC4R, KELCC_P_T_C_C(Kel16s)) \
+  X(keliRGBToHLS_32f_C3R, KELCC_P_T_C_C(Kel32f))  \
+  X(keliRGBToHLS_32f_AC4R, KELCC_P_T_C_C(Kel32f)) \
+  X(keliHLSToRGB_8u_C3R, KELCC_P_C_C)             \
+  X(keliHLSToRGB_8u_AC4R, KELCC_P_C_C)            \
+  X(keliHLSToRGB_16u_C3R, KELCC_P_T_C_C(Kel16u))  \
+  X(keliHLSToRGB_16u_AC4R, KELCC_P_T_C_C(Kel16u)) \
+  X(keliHLSToRGB_16s_C3R, KELCC_P_T_C_C(Kel16s))  \
+  X(keliHLSToRGB_16s_AC4R, KELCC_P_T_C_C(Kel16s)) \
+  X(keliHLSToRGB_32f_C3R, KELCC_P_T_C_C(Kel32f))  \
+  X(keliHLSToRGB_32f_AC4R, KELCC_P_T_C_C(Kel32f)) \
+  X(keliBGRToHLS_8u_AC4R, KELCC_P_C_C)            \
+  X(keliBGRToHLS_8u_C3P3R, KELCC_P_C_P3)          \
+  X(keliBGRToHLS_8u_P3C3R, KELCC_P_P3_C)          \
+  X(keliBGRToHLS_8u_P3R, KELCC_P_P3_P3)           \
+  X(keliBGRToHLS_8u_AC4P4R, KELCC_P_C_P4)         \
+  X(keliBGRToHLS_8u_AP4C4R, KELCC_P_P4_C)         \
+  X(keliBGRToHLS_8u_AP4R, KELCC_P_P4_P4)          \
+  X(keliHLSToBGR_8u_C3P3R, KELCC_P_C_P3)          \
+  X(keliHLSToBGR_8u_P3C3R, KELCC_P_P3_C)          \
+  X(keliHLSToBGR_8u_P3R, KELCC_P_P3_P3)           \
+  X(keliHLSToBGR_8u_AC4P4R, KELCC_P_C_P4)         \
+  X(keliHLSToBGR_8u_AP4C4R, KELCC_P_P4_C)         \
+  X(keliHLSToBGR_8u_AP4R, KELCC_P_P4_P4)
+#define KELCC_EXPORTS_HSV(X)                      \
+  X(keliRGBToHSV_8u_C3R, KELCC_P_C_C)             \
+  X(keliRGBToHSV_8u_AC4R, KELCC_P_C_C)            \
+  X(keliRGBToHSV_16u_C3R, KELCC_P_T_C_C(Kel16u))  \
+  X(keliRGBToHSV_16u_AC4R, KELCC_P_T_C_C(Kel16u)) \
+  X(keliHSVToRGB_8u_C3R, KELCC_P_C_C)             \
+  X(keliHSVToRGB_8u_AC4R, KELCC_P_C_C)            \
+  X(keliHSVToRGB_16u_C3R, KELCC_P_T_C_C(Kel16u))  \
+  X(keliHSVToRGB_16u_AC4R, KELCC_P_T_C_C(Kel16u))
+
 /* Every exported image function, in slot order. */
 #define KELCC_EXPORTS(X)        \
   KELCC_EXPORTS_YCBCR444(X)     \
   KELCC_EXPORTS_YCBCR_ENCODE(X) \
   KELCC_EXPORTS_YCBCR_DECODE(X) \
-  KELCC_EXPORTS_RESAMPLE(X)
+  KELCC_EXPORTS_RESAMPLE(X)     \
+  KELCC_EXPORTS_HLS(X)          \
+  KELCC_EXPORTS_HSV(X)
 
 #define KELCC_DECLARE_(name, params) KelResult name params;
 KELCC_EXPORTS(KELCC_DECLARE_)
