@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cfenv>
 #include <cmath>
 #include <cstdint>
@@ -498,6 +499,258 @@ TEST(HlsHsv, EveryMemberAgainstTheModel) {
       }
     }
   });
+}
+
+// Sanitizer builds take every 17th first sample; the others all 256.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int kFirstStep = 17;
+#else
+constexpr int kFirstStep = 1;
+#endif
+
+const Member& Find(const std::string& name) {
+  for (const Member& m : Members())
+    if (name == m.name) return m;
+  ADD_FAILURE() << "no member " << name;
+  return Members()[0];
+}
+
+// Every 8-bit triple through the 8u members whose source is interleaved:
+// once in rows of 4096 pixels (all body) and once in rows of 3 (all tail),
+// under both sets of implementations, against the model. Where the body and
+// tail forms differ, the sweep also shows that they do differ for some
+// triples (so each is seen where it belongs).
+TEST(HlsHsv, Every8BitTripleInBodyAndTail) {
+  for (const char* name : {"keliRGBToHLS_8u_C3R", "keliHLSToRGB_8u_C3R",
+                           "keliRGBToHSV_8u_C3R", "keliHSVToRGB_8u_C3R",
+                           "keliBGRToHLS_8u_C3P3R", "keliHLSToBGR_8u_C3P3R"}) {
+    const Member& m = Find(name);
+    SCOPED_TRACE(name);
+    long formsDiffer = 0;
+    for (int a = 0; a < 256; a += kFirstStep) {
+      // Row layouts: 16 rows of 4096, or 21846 rows of 3 (two pad pixels).
+      for (int w : {4096, 3}) {
+        const int h = (65536 + w - 1) / w;
+        Image src(m.src, m.ty, w, h, 0, 0), got(m.dst, m.ty, w, h, 0, 0);
+        for (int i = 0; i < w * h; ++i)
+          for (int c = 0; c < 3; ++c)
+            src.Set(i % w, i / w, c,
+                    c == 0   ? a
+                    : c == 1 ? (i >> 8) & 255
+                             : i & 255);
+        ForEachDispatch([&] {
+          ASSERT_EQ(m.call(src.Src().data(), src.step(), got.Dst().data(),
+                           got.step(), {w, h}),
+                    kelOk);
+          for (int i = 0; i < 65536; ++i) {
+            const int x = i % w, y = i / w;
+            const Px in{{src.Get(x, y, 0), src.Get(x, y, 1), src.Get(x, y, 2)}};
+            const Px want = Model(m, in, w == 4096);
+            for (int c = 0; c < 3; ++c)
+              ASSERT_EQ(got.Get(x, y, c), want.c[c])
+                  << "triple " << in.c[0] << "," << in.c[1] << "," << in.c[2]
+                  << (w == 4096 ? " in the body" : " in the tail");
+            if (w == 3) {
+              const Px other = Model(m, in, true);
+              formsDiffer += other.c[0] != want.c[0] ||
+                             other.c[1] != want.c[1] || other.c[2] != want.c[2];
+            }
+          }
+        });
+        if (::testing::Test::HasFailure()) return;
+      }
+    }
+    const bool twoForms = m.op == Op::kFromHls || m.op == Op::kFromHsv ||
+                          (m.op == Op::kToHls && m.bgr);
+    if (twoForms)
+      EXPECT_GT(formsDiffer, 0) << "body and tail forms never differ";
+    else
+      EXPECT_EQ(formsDiffer, 0);
+  }
+}
+
+// The worked examples of the two families.
+TEST(HlsHsv, WorkedExamples) {
+  auto one = [](auto fn, auto px) {
+    decltype(px) out{};
+    EXPECT_EQ(fn(px.data(), 8, out.data(), 8, KelImageSize{1, 1}), kelOk);
+    return out;
+  };
+  using P8 = std::array<Kel8u, 3>;
+  using P16 = std::array<Kel16u, 3>;
+  ForEachDispatch([&] {
+    EXPECT_EQ(one(keliRGBToHLS_8u_C3R, P8{77, 77, 77}), (P8{0, 77, 0}));
+    const P8 red = one(keliRGBToHLS_8u_C3R, P8{255, 0, 0});
+    EXPECT_EQ(red[0], 0);
+    EXPECT_EQ(red[1], 127);
+    EXPECT_EQ(one(keliRGBToHLS_8u_C3R, P8{0, 0, 255})[0], 170);
+    EXPECT_EQ(one(keliRGBToHLS_8u_C3R, P8{255, 0, 1})[0], 254);
+    const auto gray16s =
+        one(keliRGBToHLS_16s_C3R, std::array<Kel16s, 3>{5, 5, 5});
+    EXPECT_EQ(gray16s[0], -32768);
+    EXPECT_EQ(gray16s[2], -32768);
+    EXPECT_EQ(one(keliHLSToRGB_16u_C3R, P16{12345, 40000, 0}),
+              (P16{40000, 40000, 40000}));
+    EXPECT_EQ(one(keliRGBToHSV_8u_C3R, P8{0, 0, 0}), (P8{0, 0, 0}));
+    EXPECT_EQ(one(keliRGBToHSV_8u_C3R, P8{9, 9, 9}), (P8{0, 0, 9}));
+    EXPECT_EQ(one(keliRGBToHSV_16u_C3R, P16{0, 0, 65535})[0], 43690);
+    // Full-scale hue reads back as hue 0 (sector 0: V first).
+    EXPECT_EQ(one(keliHSVToRGB_8u_C3R, P8{255, 255, 200})[0], 200);
+    EXPECT_EQ(one(keliHSVToRGB_8u_C3R, P8{255, 255, 200}),
+              one(keliHSVToRGB_8u_C3R, P8{0, 255, 200}));
+    EXPECT_EQ(one(keliHSVToRGB_16u_C3R, P16{65535, 65535, 50000}),
+              one(keliHSVToRGB_16u_C3R, P16{0, 65535, 50000}));
+    EXPECT_EQ(one(keliHSVToRGB_8u_C3R, P8{100, 0, 37}), (P8{37, 37, 37}));
+  });
+}
+
+// Argument checks, in each member's order, with nothing written.
+TEST(HlsHsv, ErrorsWriteNothing) {
+  for (const Member& m : Members()) {
+    SCOPED_TRACE(m.name);
+    Image src(m.src, m.ty, 4, 2, 0, 0), dst(m.dst, m.ty, 4, 2, 0, 0);
+    const auto before = dst.Snap();
+    auto s = src.Src();
+    auto d = dst.Dst();
+    const int ss = src.step(), ds = dst.step();
+    auto run = [&](KelImageSize roi, int sStep, int dStep) {
+      return m.call(s.data(), sStep, d.data(), dStep, roi);
+    };
+    const bool sp = m.src.planar, dp = m.dst.planar;
+    // A null top-level pointer wins over everything.
+    {
+      const void* const nullSrc[4] = {};
+      void* const nullDst[4] = {};
+      EXPECT_EQ(m.call(sp ? nullptr : nullSrc, 0, d.data(), 0, {0, 0}),
+                kelErrNullPtr);
+      EXPECT_EQ(m.call(s.data(), 0, dp ? nullptr : nullDst, 0, {0, 0}),
+                kelErrNullPtr);
+    }
+    // A null plane pointer, each in turn.
+    for (size_t i = 0; sp && i < s.size(); ++i) {
+      auto saved = s[i];
+      s[i] = nullptr;
+      EXPECT_EQ(run({4, 2}, ss, ds), kelErrNullPtr) << "source plane " << i;
+      s[i] = saved;
+    }
+    for (size_t i = 0; dp && i < d.size(); ++i) {
+      auto saved = d[i];
+      d[i] = nullptr;
+      EXPECT_EQ(run({4, 2}, ss, ds), kelErrNullPtr)
+          << "destination plane " << i;
+      d[i] = saved;
+    }
+    for (KelImageSize bad : {KelImageSize{0, 2}, KelImageSize{4, 0},
+                             KelImageSize{-1, 2}, KelImageSize{4, -1},
+                             KelImageSize{std::numeric_limits<int>::min(), 1}})
+      EXPECT_EQ(run(bad, ss, ds), kelErrSize);
+    if (m.stepsChecked) {
+      EXPECT_EQ(run({4, 2}, 0, ds), kelErrStep);
+      EXPECT_EQ(run({4, 2}, ss, -ds), kelErrStep);
+      EXPECT_EQ(run({0, 2}, ss, 0), m.stepsFirst ? kelErrStep : kelErrSize);
+    } else {
+      // Unchecked steps: a zero step walks the first row again.
+      EXPECT_EQ(run({4, 1}, 0, 0), kelOk);
+      for (size_t i = 0; i < dst.planes.size(); ++i)
+        ASSERT_TRUE(dst.planes[i].CanaryIntactOutside(
+            (dp ? 4 : 4 * m.dst.n) * Bytes(m.ty), 2));
+      continue;
+    }
+    const auto after = dst.Snap();
+    EXPECT_EQ(before, after);
+  }
+}
+
+// Every member computes in the caller's rounding mode (the arithmetic as
+// well as the rounding conversions of HLS to RGB 16u/16s, HSV 8u and HSV to
+// RGB) and leaves the mode as it found it: under round toward zero each
+// pixel still matches the model run in the same mode, and the members that
+// round their outputs give different results than under round to nearest.
+TEST(HlsHsv, OutputsFollowTheCallersRoundingMode) {
+  std::mt19937 rng = kel::test::TestRng();
+  const int saved = std::fegetround();
+  for (const Member& m : Members()) {
+    if (m.ty == Ty::k32f || m.src.planar || m.dst.planar || m.bgr) continue;
+    SCOPED_TRACE(m.name);
+    const int w = 67, h = 3;
+    Image src(m.src, m.ty, w, h, 0, 0);
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x)
+        for (int c = 0; c < 3; ++c) src.Set(x, y, c, RandomSample(m.ty, rng));
+    std::vector<float> outs[2];
+    for (int mode : {FE_TONEAREST, FE_TOWARDZERO}) {
+      ForEachDispatch([&] {
+        Image dst(m.dst, m.ty, w, h, 0, 0);
+        ASSERT_EQ(std::fesetround(mode), 0);
+        ASSERT_EQ(m.call(src.Src().data(), src.step(), dst.Dst().data(),
+                         dst.step(), {w, h}),
+                  kelOk);
+        const int after = std::fegetround();
+        std::vector<float> out;
+        for (int y = 0; y < h; ++y)
+          for (int x = 0; x < w; ++x) {
+            const Px in{{src.Get(x, y, 0), src.Get(x, y, 1), src.Get(x, y, 2)}};
+            const Px want = Model(m, in, x < (w & ~3));
+            for (int c = 0; c < 3; ++c) {
+              ASSERT_EQ(dst.Get(x, y, c), want.c[c]) << x << "," << y;
+              out.push_back(want.c[c]);
+            }
+          }
+        std::fesetround(saved);
+        EXPECT_EQ(after, mode);
+        outs[mode == FE_TOWARDZERO] = out;
+      });
+    }
+    const bool rounds = m.op == Op::kFromHsv || m.op == Op::kToHsv
+                            ? m.ty == Ty::k8u || m.op == Op::kFromHsv
+                            : m.op == Op::kFromHls && m.ty != Ty::k8u;
+    if (rounds) {
+      EXPECT_NE(outs[0], outs[1]);
+    }
+  }
+  std::fesetround(saved);
+}
+
+// Float members: the AVX2 and portable kernels agree to the bit on any
+// input, NaN, infinities, negative zero and denormals included.
+TEST(HlsHsv, FloatKernelsAgreeOnSpecialValues) {
+  if (!kel::frame::CpuHasAvx2()) GTEST_SKIP() << "no AVX2 on this CPU";
+  const float specials[] = {0.0f,
+                            -0.0f,
+                            1.0f,
+                            0.5f,
+                            1e-40f,
+                            -1e-40f,
+                            2.0f,
+                            -1.0f,
+                            std::numeric_limits<float>::infinity(),
+                            -std::numeric_limits<float>::infinity(),
+                            std::numeric_limits<float>::quiet_NaN(),
+                            1.1920929e-7f,
+                            0.49999997f};
+  std::mt19937 rng = kel::test::TestRng();
+  for (const char* name : {"keliRGBToHLS_32f_C3R", "keliHLSToRGB_32f_C3R"}) {
+    const Member& m = Find(name);
+    const int w = 1003, h = 2;
+    Image src(m.src, m.ty, w, h, 0, 0);
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x)
+        for (int c = 0; c < 3; ++c)
+          src.Set(x, y, c,
+                  rng() % 2
+                      ? specials[rng() % std::size(specials)]
+                      : std::uniform_real_distribution<float>(-2, 2)(rng));
+    std::vector<std::vector<uint8_t>> results;
+    ForEachDispatch([&] {
+      Image dst(m.dst, m.ty, w, h, 0, 0);
+      ASSERT_EQ(m.call(src.Src().data(), src.step(), dst.Dst().data(),
+                       dst.step(), {w, h}),
+                kelOk);
+      results.push_back(dst.planes[0].Image());
+    });
+    ASSERT_EQ(results.size(), 2u);
+    EXPECT_TRUE(kel::test::SameBytes(results[0], results[1], w * 12)) << name;
+  }
 }
 
 }  // namespace
