@@ -17,12 +17,18 @@
 //   Select(m, a, b)  m ? a : b
 //   Trunc(a)      rounds toward zero
 //   RoundCur(a)   rounds in the caller's current rounding mode
+//   CanonNaN(a)   a, or the positive quiet NaN 0x7FC00000 for any NaN
+//
+// Which operand's NaN an operation passes on is not fixed once a compiler
+// may swap the operands of + and *, so float results that can be NaN go
+// through CanonNaN before they are stored.
 //
 // Nothing is contracted (the library is built with -ffp-contract=off); a
 // fused multiply-add is always written as Fma.
 #pragma once
 
 #include <cmath>
+#include <limits>
 
 #include "frame/isa.h"
 
@@ -44,6 +50,9 @@ inline bool Or(bool a, bool b) { return a || b; }
 inline float Select(bool m, float a, float b) { return m ? a : b; }
 inline float Trunc(float a) { return std::trunc(a); }
 inline float RoundCur(float a) { return std::nearbyint(a); }
+inline float CanonNaN(float a) {
+  return a == a ? a : std::numeric_limits<float>::quiet_NaN();
+}
 
 // Lanes per value, and loading and storing a value's lanes from floats
 // (the second argument of LoadF only selects the lane type).
@@ -106,6 +115,10 @@ inline constexpr int kLaneCount<F8> = 8;
 KEL_AVX2_INLINE F8 LoadF(const float* p, F8) { return _mm256_loadu_ps(p); }
 KEL_AVX2_INLINE void StoreF(float* p, F8 v) { _mm256_storeu_ps(p, v.v); }
 
+KEL_AVX2_INLINE F8 CanonNaN(F8 a) {
+  const __m256 nan = _mm256_castsi256_ps(_mm256_set1_epi32(0x7FC00000));
+  return _mm256_blendv_ps(a.v, nan, _mm256_cmp_ps(a.v, a.v, _CMP_UNORD_Q));
+}
 KEL_AVX2_INLINE F8 ClampTo(F8 a, float hi) {
   return Max(Min(a, F8(hi)), F8(0.0f));
 }

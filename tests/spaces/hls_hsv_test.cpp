@@ -562,10 +562,12 @@ TEST(HlsHsv, Every8BitTripleInBodyAndTail) {
     }
     const bool twoForms = m.op == Op::kFromHls || m.op == Op::kFromHsv ||
                           (m.op == Op::kToHls && m.bgr);
-    if (twoForms)
-      EXPECT_GT(formsDiffer, 0) << "body and tail forms never differ";
-    else
+    // (Sanitizer builds sample too few triples to meet a difference.)
+    if (!twoForms) {
       EXPECT_EQ(formsDiffer, 0);
+    } else if (kFirstStep == 1) {
+      EXPECT_GT(formsDiffer, 0) << "body and tail forms never differ";
+    }
   }
 }
 
@@ -712,7 +714,8 @@ TEST(HlsHsv, OutputsFollowTheCallersRoundingMode) {
 }
 
 // Float members: the AVX2 and portable kernels agree to the bit on any
-// input, NaN, infinities, negative zero and denormals included.
+// input, NaN, infinities, negative zero and denormals included (every NaN
+// result is the one positive quiet NaN).
 TEST(HlsHsv, FloatKernelsAgreeOnSpecialValues) {
   if (!kel::frame::CpuHasAvx2()) GTEST_SKIP() << "no AVX2 on this CPU";
   const float specials[] = {0.0f,
