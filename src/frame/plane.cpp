@@ -5,8 +5,12 @@
 // copies and fills for the portable tag.
 #include "frame/plane.h"
 
+#include "frame/isa.h"
+
+#if KEL_X86_64
 #include <immintrin.h>
 #include <x86intrin.h>
+#endif
 
 #include <algorithm>
 #include <array>
@@ -129,6 +133,7 @@ RowCopyPath PlanRowCopy(const uint8_t* src, const uint8_t* dst, uint32_t n,
   return RowCopyPath::kAlignedLoads;
 }
 
+#if KEL_X86_64
 // ---------------------------------------------------------------------------
 // String moves: the forward copy of ByteCopy outside the page-alias range.
 // Moves the widest unit that source and destination share in their low
@@ -596,15 +601,19 @@ KEL_AVX2 void Word32FillStream(uint32_t x, uint8_t* d, size_t count) {
 }
 
 }  // namespace avx2
+#endif  // KEL_X86_64
 
 // ---------------------------------------------------------------------------
 // Path execution per tag.
 
 template <class Isa>
 void ShortCopyIsa(const uint8_t* s, uint8_t* d, size_t n) {
+#if KEL_X86_64
   if constexpr (kIsAvx2<Isa>) {
     avx2::ShortCopy(s, d, n);
-  } else {
+  } else
+#endif
+  {
     std::memcpy(d, s, n);
   }
 }
@@ -615,6 +624,7 @@ void ByteCopyWith(const Policy& policy, const uint8_t* s, uint8_t* d,
   const ByteCopyPath path = PlanByteCopy(policy, s, d, n);
   policy.Record(path);
   const size_t len = static_cast<size_t>(n);
+#if KEL_X86_64
   if constexpr (kIsAvx2<Isa>) {
     switch (path) {
       case ByteCopyPath::kStream:
@@ -630,7 +640,9 @@ void ByteCopyWith(const Policy& policy, const uint8_t* s, uint8_t* d,
         avx2::ShortCopy(s, d, len);
         break;
     }
-  } else {
+  } else
+#endif
+  {
     std::memcpy(d, s, len);
   }
 }
@@ -654,6 +666,7 @@ KelResult ByteCopyCheckedWith(const Policy& policy, const void* src, void* dst,
 template <class Isa>
 void PlaneRows(PlaneCopyPath path, const uint8_t* s, ptrdiff_t ss, uint8_t* d,
                ptrdiff_t ds, int w, int h) {
+#if KEL_X86_64
   if constexpr (kIsAvx2<Isa>) {
     switch (path) {
       case PlaneCopyPath::kNarrowRows:
@@ -669,7 +682,9 @@ void PlaneRows(PlaneCopyPath path, const uint8_t* s, ptrdiff_t ss, uint8_t* d,
       default:
         return avx2::ForwardUnalignedRows(s, ss, d, ds, w, h);
     }
-  } else {
+  } else
+#endif
+  {
     if (path == PlaneCopyPath::kBackwardAligned) {
       for (int y = h - 1; y >= 0; --y)
         std::memcpy(d + y * ds, s + y * ss, static_cast<size_t>(w));
@@ -764,9 +779,12 @@ void RowCopy(const uint8_t* src, uint8_t* dst, uint32_t n, bool streaming) {
   const Policy policy;
   const RowCopyPath path = PlanRowCopy(src, dst, n, streaming);
   policy.Record(path);
+#if KEL_X86_64
   if constexpr (kIsAvx2<Isa>) {
     avx2::RowCopy16(src, dst, n, path);
-  } else {
+  } else
+#endif
+  {
     std::memcpy(dst, src, n);
   }
 }
@@ -792,13 +810,16 @@ KelResult PlaneFill8u(uint8_t value, uint8_t* dst, int dstStep,
     }
   }
   policy.RecordPlaneFill(stream ? FillPath::kStream : FillPath::kCached);
+#if KEL_X86_64
   if constexpr (kIsAvx2<Isa>) {
     if (stream) {
       avx2::FillRows<true>(value, dst, dstStep, rowBytes, rows);
     } else {
       avx2::FillRows<false>(value, dst, dstStep, rowBytes, rows);
     }
-  } else {
+  } else
+#endif
+  {
     for (int y = 0; y < rows; ++y, dst += dstStep)
       std::memset(dst, value, rowBytes);
   }
@@ -820,13 +841,16 @@ KelResult Word32Fill(uint32_t value, void* dst, int32_t count) {
   policy.RecordWord32Fill(stream ? FillPath::kStream : FillPath::kCached);
   auto* d = static_cast<uint8_t*>(dst);
   const size_t n = static_cast<size_t>(count);
+#if KEL_X86_64
   if constexpr (kIsAvx2<Isa>) {
     if (stream) {
       avx2::Word32FillStream(value, d, n);
     } else {
       avx2::Word32FillCached(value, d, n);
     }
-  } else {
+  } else
+#endif
+  {
     for (size_t i = 0; i < n; ++i) std::memcpy(d + 4 * i, &value, 4);
   }
   return kelOk;

@@ -49,6 +49,7 @@ inline bool Overlap(const uint8_t* p, size_t n, const uint8_t* q, size_t m) {
 // ---- AVX2 building blocks ------------------------------------------------
 
 // Weights (wa, wb) for the multiply-add of bytes a, b paired up.
+#if KEL_X86_64
 KEL_AVX2_INLINE __m256i Weights(int wa, int wb) {
   return simd::Set16((wb << 8) | (wa & 0xFF));
 }
@@ -143,12 +144,15 @@ KEL_AVX2 int FourTapRowsAvx2(const uint8_t* a, const uint8_t* b,
   }
   return x;
 }
+#endif  // KEL_X86_64
 
 template <class Isa>
 void FourTapRows(const uint8_t* a, const uint8_t* b, const uint8_t* c,
                  const uint8_t* d, uint8_t* even, uint8_t* odd, int n) {
   int x = 0;
+#if KEL_X86_64
   if constexpr (kIsAvx2<Isa>) x = FourTapRowsAvx2(a, b, c, d, even, odd, n);
+#endif
   for (; x < n; ++x) {
     even[x] = b[x];
     odd[x] = Interp4(a[x], b[x], c[x], d[x]);
@@ -160,6 +164,7 @@ void FourTapRows(const uint8_t* a, const uint8_t* b, const uint8_t* c,
 struct PairLanes {
   __m256i bcb, bcr, icb, icr;
 };
+#if KEL_X86_64
 KEL_AVX2_INLINE PairLanes FourTapPairUnit(const uint8_t* a, const uint8_t* b,
                                           const uint8_t* c, const uint8_t* d,
                                           int off) {
@@ -194,14 +199,17 @@ KEL_AVX2 int FourTapPairsAvx2(const uint8_t* a, const uint8_t* b,
   }
   return x;
 }
+#endif  // KEL_X86_64
 
 template <class Isa>
 void FourTapPairs(const uint8_t* a, const uint8_t* b, const uint8_t* c,
                   const uint8_t* d, uint8_t* evenCb, uint8_t* evenCr,
                   uint8_t* oddCb, uint8_t* oddCr, int pairs) {
   int x = 0;
+#if KEL_X86_64
   if constexpr (kIsAvx2<Isa>)
     x = FourTapPairsAvx2(a, b, c, d, evenCb, evenCr, oddCb, oddCr, pairs);
+#endif
   for (; x < pairs; ++x) {
     const int k = 2 * x;
     evenCb[x] = b[k];
@@ -324,6 +332,7 @@ KelResult YCbCr420ToYCbCr422FilterP2P3R(const Kel8u* pSrcY, int srcYStep,
 
 // One packed row Y0 Cb Y1 Cr from a luma row and the two chroma rows of its
 // filter; returns the pixels done.
+#if KEL_X86_64
 KEL_AVX2 int PackNear3RowAvx2(const uint8_t* y, const uint8_t* nearer,
                               const uint8_t* farther, uint8_t* dst, int w) {
   int x = 0;
@@ -339,6 +348,7 @@ KEL_AVX2 int PackNear3RowAvx2(const uint8_t* y, const uint8_t* nearer,
   }
   return x;
 }
+#endif  // KEL_X86_64
 
 template <class Isa>
 void PackNear3Row(const uint8_t* y, const uint8_t* nearer,
@@ -346,12 +356,14 @@ void PackNear3Row(const uint8_t* y, const uint8_t* nearer,
   int x = 0;
   // A destination row that overlaps a source row is written by the
   // per-sample loop alone, so the result does not depend on the vector width.
+#if KEL_X86_64
   if constexpr (kIsAvx2<Isa>) {
     const size_t n = static_cast<size_t>(w);
     if (!Overlap(dst, 2 * n, y, n) && !Overlap(dst, 2 * n, nearer, n) &&
         !Overlap(dst, 2 * n, farther, n))
       x = PackNear3RowAvx2(y, nearer, farther, dst, w);
   }
+#endif
   for (; x < w; x += 2) {
     const uint8_t y0 = y[x], y1 = y[x + 1];
     const uint8_t cb = Near3(nearer[x], farther[x]);
@@ -390,6 +402,7 @@ KelResult YCbCr420ToYCbCr422FilterP2C2R(const Kel8u* pSrcY, int srcYStep,
 // ---- 4:2:0 -> 4:2:0 YCrCb, one-two-one -------------------------------------
 
 // 16 pairs from byte `off` on, smoothed: Cb lanes in *vcb, Cr in *vcr.
+#if KEL_X86_64
 KEL_AVX2_INLINE void Smooth121PairUnit(const uint8_t* a, const uint8_t* b,
                                        const uint8_t* c, int off, __m256i* vcb,
                                        __m256i* vcr) {
@@ -417,12 +430,15 @@ KEL_AVX2 int Smooth121PairsAvx2(const uint8_t* a, const uint8_t* b,
   }
   return x;
 }
+#endif  // KEL_X86_64
 
 template <class Isa>
 void Smooth121Pairs(const uint8_t* a, const uint8_t* b, const uint8_t* c,
                     uint8_t* cr, uint8_t* cb, int pairs) {
   int x = 0;
+#if KEL_X86_64
   if constexpr (kIsAvx2<Isa>) x = Smooth121PairsAvx2(a, b, c, cr, cb, pairs);
+#endif
   for (; x < pairs; ++x) {
     cb[x] = Smooth121(a[2 * x], b[2 * x], c[2 * x]);
     cr[x] = Smooth121(a[2 * x + 1], b[2 * x + 1], c[2 * x + 1]);

@@ -182,14 +182,16 @@ template <class Isa, bool kAligned>
 void ChromaPlane(Conversion c, const uint8_t* src, ptrdiff_t ss, uint8_t* dst,
                  ptrdiff_t ds, int h, int w) {
   const int n = w / 4;  // 16:2:0 and 4:1:1 chroma samples per row
-  constexpr bool kVector = kIsAvx2<Isa>;
+  [[maybe_unused]] constexpr bool kVector = kIsAvx2<Isa>;
   switch (c) {
     case Conversion::k420To1620: {
       for (int q = 0; q < h / 4; ++q) {
         const uint8_t* s = src + 2 * q * ss;
         uint8_t* d = dst + q * ds;
         int from = 0;
+#if KEL_X86_64
         if constexpr (kVector) from = avx2::Body420To1620Row<kAligned>(s, d, n);
+#endif
         Row420To1620(s, d, n, from);
       }
       break;
@@ -203,8 +205,10 @@ void ChromaPlane(Conversion c, const uint8_t* src, ptrdiff_t ss, uint8_t* dst,
         uint8_t* d0 = dst + 2 * q * ds;
         uint8_t* d1 = d0 + ds;
         int from = 0;
+#if KEL_X86_64
         if constexpr (kVector)
           from = avx2::Body1620To420Rows<kAligned>(s0, s1, d0, d1, n);
+#endif
         Rows1620To420(s0, s1, d0, d1, n, from, body);
       }
       break;
@@ -215,7 +219,9 @@ void ChromaPlane(Conversion c, const uint8_t* src, ptrdiff_t ss, uint8_t* dst,
         const uint8_t* s = src + 2 * r * ss;  // odd rows are dropped
         uint8_t* d = dst + r * ds;
         int from = 0;
+#if KEL_X86_64
         if constexpr (kVector) from = avx2::Body411To420Row<kAligned>(s, d, n);
+#endif
         Row411To420(s, d, n, from, body);
       }
       break;
@@ -229,8 +235,10 @@ void ChromaPlane(Conversion c, const uint8_t* src, ptrdiff_t ss, uint8_t* dst,
         uint8_t* d0 = dst + 2 * r * ds;
         uint8_t* d1 = d0 + ds;
         int from = 0;
+#if KEL_X86_64
         if constexpr (kVector)
           from = avx2::Body420To411Rows<kAligned>(s0, s1, d0, d1, n);
+#endif
         Rows420To411(s0, s1, d0, d1, n, from, body);
       }
       break;

@@ -111,6 +111,7 @@ struct PlanarRow {
   bool Meets(Span s, int m) const {
     return SpanOf(cb, m).Meets(s) || SpanOf(cr, m).Meets(s);
   }
+#if KEL_X86_64
   KEL_AVX2_INLINE void Load32(int k, __m256i& b, __m256i& r) const {
     b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cb + k));
     r = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cr + k));
@@ -123,6 +124,7 @@ struct PlanarRow {
     b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(cb + k));
     r = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(cr + k));
   }
+#endif  // KEL_X86_64
 };
 
 struct PairRow {
@@ -133,6 +135,7 @@ struct PairRow {
     r = p[2 * k + 1];
   }
   bool Meets(Span s, int m) const { return SpanOf(p, 2 * m).Meets(s); }
+#if KEL_X86_64
   KEL_AVX2_INLINE void Load32(int k, __m256i& b, __m256i& r) const {
     const uint8_t* q = p + 2 * k;
     vec::Unzip8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(q)),
@@ -150,6 +153,7 @@ struct PairRow {
     b = v;
     r = _mm_unpackhi_epi64(v, v);
   }
+#endif  // KEL_X86_64
 };
 
 // With kSplitLuma the row also hands its luma to `y` as it goes, so that a
@@ -170,6 +174,7 @@ struct PackedRow {
     r = kCrFirst ? c0 : c1;
   }
   bool Meets(Span s, int m) const { return SpanOf(p, 4 * m).Meets(s); }
+#if KEL_X86_64
   KEL_AVX2_INLINE void Load32(int k, __m256i& b, __m256i& r) const {
     const auto* q = reinterpret_cast<const __m256i*>(p + 4 * k);
     const __m256i v[4] = {_mm256_loadu_si256(q), _mm256_loadu_si256(q + 1),
@@ -198,6 +203,7 @@ struct PackedRow {
     b = kCrFirst ? c1 : c0;
     r = kCrFirst ? c0 : c1;
   }
+#endif  // KEL_X86_64
 };
 
 struct NoRow {};
@@ -241,6 +247,7 @@ struct Reader {
   }
 
   // Result samples j .. j+31; j is even for kDup and kZip.
+#if KEL_X86_64
   KEL_AVX2_INLINE void Fetch(int j, __m256i& cb, __m256i& cr) const {
     if constexpr (kRule == Rule::kCopy) {
       a.Load32(j, cb, cr);
@@ -291,6 +298,7 @@ struct Reader {
       cr = _mm_unpacklo_epi8(r0, r1);
     }
   }
+#endif  // KEL_X86_64
 };
 
 // ---------------------------------------------------------------------------
@@ -311,6 +319,7 @@ struct PlanarSink {
   bool Overlaps(const R&, int) const {
     return false;
   }
+#if KEL_X86_64
   KEL_AVX2_INLINE void Store32(int j, __m256i b, __m256i r, bool) const {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(cb + j), b);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(cr + j), r);
@@ -319,6 +328,7 @@ struct PlanarSink {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(cb + j), b);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(cr + j), r);
   }
+#endif  // KEL_X86_64
   int AlignedFrom() const { return resample::AlignedFrom(cb, 1); }
 };
 
@@ -334,6 +344,7 @@ struct PairSink {
   bool Overlaps(const R& reader, int n) const {
     return reader.Meets(SpanOf(p, 2 * n), n);
   }
+#if KEL_X86_64
   KEL_AVX2_INLINE void Store32(int j, __m256i b, __m256i r, bool) const {
     __m256i lo, hi;
     vec::Zip8(b, r, lo, hi);
@@ -344,6 +355,7 @@ struct PairSink {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 2 * j),
                         vec::Zip8Half(b, r));
   }
+#endif  // KEL_X86_64
   int AlignedFrom() const { return resample::AlignedFrom(p, 2); }
 };
 
@@ -369,6 +381,7 @@ struct PackedSink {
   }
   // With `stream`, the four stores bypass the caches (d + 4j must then be
   // 32-byte aligned).
+#if KEL_X86_64
   KEL_AVX2_INLINE void Store32(int j, __m256i b, __m256i r, bool stream) const {
     const auto* ly = reinterpret_cast<const __m256i*>(y + 2 * j);
     __m256i v[4];
@@ -396,6 +409,7 @@ struct PackedSink {
       _mm256_storeu_si256(q + 1, _mm256_unpackhi_epi8(c, l));
     }
   }
+#endif  // KEL_X86_64
   int AlignedFrom() const { return resample::AlignedFrom(d, 4); }
 };
 
@@ -417,6 +431,7 @@ void MoveChromaScalar(const Reader& r, const Sink& s, int j, int n) {
 // aligned (overlapping the first), and a row that does not end on a step
 // boundary ends with one step that overlaps the previous one. Streaming stores
 // need the aligned steps.
+#if KEL_X86_64
 template <class Reader, class Sink>
 KEL_AVX2 void MoveChromaAvx2(const Reader r, const Sink s, int n, bool stream) {
   if (n < 32) {
@@ -448,6 +463,7 @@ KEL_AVX2 void MoveChromaAvx2(const Reader r, const Sink s, int n, bool stream) {
   }
   if (stream) _mm_sfence();
 }
+#endif  // KEL_X86_64
 
 // Moves n result chroma samples of one row. Interleaving sinks whose bytes
 // meet the bytes they read take the sample loop, which defines what such a
@@ -462,10 +478,12 @@ struct RowMode {
 
 template <class Isa, class Reader, class Sink>
 void MoveChroma(const Reader& r, const Sink& s, int n, RowMode mode) {
+#if KEL_X86_64
   if constexpr (kIsAvx2<Isa>) {
     if (!(Sink::kInterleaves && mode.mayOverlap && s.Overlaps(r, n)))
       return MoveChromaAvx2(r, s, n, mode.stream);
   }
+#endif
   MoveChromaScalar(r, s, 0, n);
 }
 
@@ -475,6 +493,7 @@ void UnpackLumaScalar(const uint8_t* src, uint8_t* dst, int x, int w) {
   for (; x < w; ++x) dst[x] = src[2 * x + LumaOffset(P)];
 }
 
+#if KEL_X86_64
 template <Packing P>
 KEL_AVX2_INLINE void UnpackLuma32(const uint8_t* src, uint8_t* dst) {
   const auto* q = reinterpret_cast<const __m256i*>(src);
@@ -493,11 +512,14 @@ KEL_AVX2 void UnpackLumaAvx2(const uint8_t* src, uint8_t* dst, int w) {
   for (; x + 32 <= w; x += 32) UnpackLuma32<P>(src + 2 * x, dst + x);
   if (x < w) UnpackLuma32<P>(src + 2 * (w - 32), dst + w - 32);
 }
+#endif  // KEL_X86_64
 
 template <class Isa, Packing P>
 void UnpackLuma(const uint8_t* src, uint8_t* dst, int w) {
+#if KEL_X86_64
   if constexpr (kIsAvx2<Isa>)
     UnpackLumaAvx2<P>(src, dst, w);
+#endif
   else
     UnpackLumaScalar<P>(src, dst, 0, w);
 }
@@ -532,6 +554,7 @@ struct Regroup {
     }
   }
 
+#if KEL_X86_64
   static KEL_AVX2 void Avx2(const uint8_t* src, uint8_t* dst, int n,
                             bool stream) {
     const __m256i order = _mm256_setr_epi8(
@@ -561,15 +584,18 @@ struct Regroup {
     if (stream) _mm_sfence();
     Scalar(src, dst, g, n);
   }
+#endif  // KEL_X86_64
 
   // n groups. Rows that overlap without being the same row go group by
   // group, as the portable path does.
   template <class Isa>
   static void Row(const uint8_t* src, uint8_t* dst, int n, bool stream) {
+#if KEL_X86_64
     if constexpr (kIsAvx2<Isa>) {
       if (src == dst || !SpanOf(src, 4 * n).Meets(SpanOf(dst, 4 * n)))
         return Avx2(src, dst, n, stream);
     }
+#endif
     Scalar(src, dst, 0, n);
   }
 };

@@ -35,6 +35,7 @@ namespace vec {
 
 // Interleaves the bytes of a and b: lo = a0 b0 a1 b1 ... a15 b15,
 // hi = a16 b16 ... a31 b31.
+#if KEL_X86_64
 KEL_AVX2_INLINE void Zip8(__m256i a, __m256i b, __m256i& lo, __m256i& hi) {
   const __m256i l = _mm256_unpacklo_epi8(a, b);
   const __m256i h = _mm256_unpackhi_epi8(a, b);
@@ -146,6 +147,7 @@ KEL_AVX2_INLINE void PackC2(__m256i y0, __m256i y1, __m256i c0, __m256i c1,
     v[3] = _mm256_unpackhi_epi8(b, y1);
   }
 }
+#endif  // KEL_X86_64
 
 }  // namespace vec
 }  // namespace kel::resample

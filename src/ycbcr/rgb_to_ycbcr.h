@@ -42,10 +42,13 @@ void Encode444Rows(const Src& src, const Dst& dst, KelImageSize roi) {
     const typename Src::RowView s = src.Row(row);
     const typename Dst::RowView d = dst.Row(row);
     int x = 0;
+#if KEL_X86_64
     if constexpr (kIsAvx2<Isa>) {
       if (nv > 0) avx2::Row444<Src, Dst, kFormB>(s, d, nv);
       x = nv;
-    } else {
+    } else
+#endif
+    {
       for (; x < nv; ++x) {
         const Rgb p = s.At(x);
         if constexpr (kFormB) {
@@ -74,10 +77,12 @@ void Encode422Rows(const Src& src, const Dst& dst, KelImageSize roi) {
     const typename Src::RowView s = src.Row(row);
     const typename Dst::RowView d = dst.Row(row);
     int x = 0;
+#if KEL_X86_64
     if constexpr (kIsAvx2<Isa>) {
       if (nv > 0) avx2::Row422<Src, Dst>(s, d, nv);
       x = nv;
     }
+#endif
     for (; x + 1 < w; x += 2) {
       const bool vector = x < nv;
       const Rgb a = s.At(x), b = s.At(x + 1);
@@ -106,10 +111,12 @@ void Encode420Rows(const Src& src, const Dst& dst, KelImageSize roi) {
     const typename Src::RowView s1 = src.Row(2 * pair + 1);
     const typename Dst::RowView d = dst.Row(pair);
     int x = 0;
+#if KEL_X86_64
     if constexpr (kIsAvx2<Isa>) {
       if (nv > 0) avx2::Row420<Src, Dst>(s0, s1, d, nv);
       x = nv;
     }
+#endif
     for (; x < w; x += 2) {
       const bool vector = x < nv;
       const Rgb p[4] = {s0.At(x), s0.At(x + 1), s1.At(x), s1.At(x + 1)};
@@ -137,10 +144,12 @@ void Encode411Rows(const Src& src, const Planar411& dst, KelImageSize roi) {
     const typename Src::RowView s = src.Row(row);
     const Planar411::RowView d = dst.Row(row);
     int x = 0;
+#if KEL_X86_64
     if constexpr (kIsAvx2<Isa>) {
       if (nv > 0) avx2::Row411<Src>(s, d, nv);
       x = nv;
     }
+#endif
     for (; x < w; x += 4) {
       const bool vector = x < nv;
       uint8_t y[4];

@@ -25,6 +25,7 @@ namespace kel::ycbcr::dec {
 
 // ---- Packed 4:4:4 with alpha, inverse form S ------------------------------
 
+#if KEL_X86_64
 KEL_AVX2 static int Ac4SBlocks(const uint8_t* s, uint8_t* d, int width) {
   const __m256i byte = _mm256_set1_epi32(0xFF);
   const __m256i offset = _mm256_set1_epi32(128);
@@ -50,6 +51,7 @@ KEL_AVX2 static int Ac4SBlocks(const uint8_t* s, uint8_t* d, int width) {
   }
   return x;
 }
+#endif  // KEL_X86_64
 
 template <class Isa>
 void ConvertAc4S(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep,
@@ -58,7 +60,9 @@ void ConvertAc4S(const uint8_t* src, int srcStep, uint8_t* dst, int dstStep,
     const uint8_t* s = RowOf(src, srcStep, row);
     uint8_t* d = RowOf(dst, dstStep, row);
     int x = 0;
+#if KEL_X86_64
     if constexpr (kIsAvx2<Isa>) x = Ac4SBlocks(s, d, width);
+#endif
     for (; x < width; ++x) {
       const Rgb8 c = InverseS(s[4 * x], s[4 * x + 1], s[4 * x + 2]);
       d[4 * x] = c.r;

@@ -50,6 +50,7 @@ struct Mask32 {
   alignas(32) int8_t b[32];
 };
 
+#if KEL_X86_64
 KEL_AVX2_INLINE __m256i MaskVec(const Mask32& m) { return simd::Load(m.b); }
 
 // Two 16-byte loads side by side: `lo` in the low lane, `hi` in the high.
@@ -62,6 +63,7 @@ KEL_AVX2_INLINE __m256i Load2x128(const void* lo, const void* hi) {
 KEL_AVX2_INLINE __m256i Scaled(__m256i v, int offset) {
   return _mm256_slli_epi16(_mm256_sub_epi16(v, simd::Set16(offset)), 7);
 }
+#endif  // KEL_X86_64
 
 // The per-chroma-sample terms of a form, in 16-bit lanes. Their meaning
 // belongs to the form; sources only move them around.
@@ -72,6 +74,7 @@ struct Terms {
 // Each term duplicated, for the pixels of 2-pixel chroma blocks: lanes
 // [t0..t7 | t8..t15] become [t0 t0 .. t3 t3 | t8 t8 .. t11 t11] (DupLo) and
 // [t4 t4 .. t7 t7 | t12 t12 .. t15 t15] (DupHi).
+#if KEL_X86_64
 KEL_AVX2_INLINE Terms DupLo(const Terms& t) {
   return {_mm256_unpacklo_epi16(t.a, t.a), _mm256_unpacklo_epi16(t.b, t.b),
           _mm256_unpacklo_epi16(t.c, t.c)};
@@ -80,6 +83,7 @@ KEL_AVX2_INLINE Terms DupHi(const Terms& t) {
   return {_mm256_unpackhi_epi16(t.a, t.a), _mm256_unpackhi_epi16(t.b, t.b),
           _mm256_unpackhi_epi16(t.c, t.c)};
 }
+#endif  // KEL_X86_64
 
 // ---- Forms ---------------------------------------------------------------
 //
@@ -100,6 +104,7 @@ KEL_AVX2_INLINE Terms DupHi(const Terms& t) {
 // Inverse form P: 2^13, truncating (the 4:4:4 planar member).
 struct FormP {
   static Rgb8 Scalar(int y, int cb, int cr) { return InverseP(y, cb, cr); }
+#if KEL_X86_64
   KEL_AVX2_INLINE static Terms Chroma(__m256i cb, __m256i cr) {
     const __m256i u = Scaled(cb, 128), v = Scaled(cr, 128);
     return {simd::MulHiS16(v, simd::Set16(13074)),
@@ -114,6 +119,7 @@ struct FormP {
     *g = _mm256_srai_epi16(simd::AddSatS16(yp, t.b), 4);
     *b = _mm256_srai_epi16(simd::AddSatS16(yp, t.c), 4);
   }
+#endif  // KEL_X86_64
 };
 
 // Inverse forms Q (2^13) and R (2^12, the workhorse of the family):
@@ -123,6 +129,7 @@ template <Rgb8 (*kScalar)(int, int, int), int kLuma, int kVr, int kVg, int kUg,
           int kUb, int kShift>
 struct RoundedForm {
   static Rgb8 Scalar(int y, int cb, int cr) { return kScalar(y, cb, cr); }
+#if KEL_X86_64
   KEL_AVX2_INLINE static Terms Chroma(__m256i cb, __m256i cr) {
     const __m256i u = Scaled(cb, 128), v = Scaled(cr, 128);
     return {simd::MulHiS16(v, simd::Set16(kVr)),
@@ -138,6 +145,7 @@ struct RoundedForm {
     *g = _mm256_mulhrs_epi16(_mm256_sub_epi16(yp, t.b), round);
     *b = _mm256_mulhrs_epi16(simd::AddSatS16(yp, t.c), round);
   }
+#endif  // KEL_X86_64
 };
 using FormQ = RoundedForm<InverseQ, 9535, 13074, 6660, 3211, 16523, 4>;
 using FormR = RoundedForm<InverseR, 4769, 6537, 3330, 1605, 8263, 3>;
@@ -146,6 +154,7 @@ using FormR = RoundedForm<InverseR, 4769, 6537, 3330, 1605, 8263, 3>;
 // same bits. The filtered 4:2:0 member is faster this way (its chroma
 // filter already keeps the multiply ports busy).
 struct FormRShifted : FormR {
+#if KEL_X86_64
   KEL_AVX2_INLINE static void Rgb(__m256i y, const Terms& t, __m256i* r,
                                   __m256i* g, __m256i* b) {
     const __m256i yp = _mm256_add_epi16(
@@ -154,6 +163,7 @@ struct FormRShifted : FormR {
     *g = _mm256_srai_epi16(_mm256_sub_epi16(yp, t.b), 3);
     *b = _mm256_srai_epi16(simd::AddSatS16(yp, t.c), 3);
   }
+#endif  // KEL_X86_64
 };
 
 // Inverse form R with the offsets folded into its constants: it takes the
@@ -162,6 +172,7 @@ struct FormRFolded {
   static Rgb8 Scalar(int y, int cb, int cr) {
     return InverseRFolded(y, cb, cr);
   }
+#if KEL_X86_64
   KEL_AVX2_INLINE static Terms Chroma(__m256i cb, __m256i cr) {
     const __m256i u = _mm256_slli_epi16(cb, 7), v = _mm256_slli_epi16(cr, 7);
     return {
@@ -181,16 +192,19 @@ struct FormRFolded {
     *g = _mm256_srai_epi16(_mm256_sub_epi16(yp, t.b), 3);
     *b = _mm256_srai_epi16(simd::AddSatS16(yp, t.c), 3);
   }
+#endif  // KEL_X86_64
 };
 
 // Signed 16-bit lanes widened to 32 bits, in the order of the in-lane
 // unpacks: lanes 0..3 of each half (Lo), lanes 4..7 (Hi).
+#if KEL_X86_64
 KEL_AVX2_INLINE __m256i SignedLo32(__m256i x) {
   return _mm256_srai_epi32(_mm256_unpacklo_epi16(x, x), 16);
 }
 KEL_AVX2_INLINE __m256i SignedHi32(__m256i x) {
   return _mm256_srai_epi32(_mm256_unpackhi_epi16(x, x), 16);
 }
+#endif  // KEL_X86_64
 
 // The 2^16 forms work in 32-bit lanes. Their terms are just Cb - 128 and
 // Cr - 128; Rgb widens each half of the 16-bit lanes, computes, and packs
@@ -206,6 +220,7 @@ struct Form2p16 {
       return InverseS(y, cb, cr);
     }
   }
+#if KEL_X86_64
   KEL_AVX2_INLINE static Terms Chroma(__m256i cb, __m256i cr) {
     return {_mm256_sub_epi16(cb, simd::Set16(128)),
             _mm256_sub_epi16(cr, simd::Set16(128)), _mm256_setzero_si256()};
@@ -240,6 +255,7 @@ struct Form2p16 {
     *g = _mm256_packs_epi32(g0, g1);
     *b = _mm256_packs_epi32(b0, b1);
   }
+#endif  // KEL_X86_64
 };
 using Form16 = Form2p16<true>;
 using FormS = Form2p16<false>;
@@ -256,6 +272,7 @@ using FormS = Form2p16<false>;
 // one per four pixels, c0..c3 in the first four lanes of the low half and
 // c4..c7 in those of the high half. (Chroma with one sample per pixel needs
 // no duplication: its sources call Form::Chroma on each half.)
+#if KEL_X86_64
 template <class Form>
 KEL_AVX2_INLINE void PairTerms(__m256i cb, __m256i cr, Terms* lo, Terms* hi) {
   const Terms t = Form::Chroma(cb, cr);
@@ -290,6 +307,7 @@ KEL_AVX2_INLINE void SplitBytes(__m256i v, __m256i* lo, __m256i* hi) {
   *lo = _mm256_unpacklo_epi8(v, _mm256_setzero_si256());
   *hi = _mm256_unpackhi_epi8(v, _mm256_setzero_si256());
 }
+#endif  // KEL_X86_64
 
 // ---- Sources -------------------------------------------------------------
 //
@@ -321,6 +339,7 @@ struct PlanarSrc {
     int Cb(int, int x) const { return cb[x / kSubX]; }
     int Cr(int, int x) const { return cr[x / kSubX]; }
 
+#if KEL_X86_64
     template <class Form>
     KEL_AVX2_INLINE void Load(int x, __m256i* yLo, __m256i* yHi, Terms* lo,
                               Terms* hi) const {
@@ -347,6 +366,7 @@ struct PlanarSrc {
       *yv = WidenHalf(y[0] + x, half);
       *t = Form::Chroma(WidenHalf(cb + x, half), WidenHalf(cr + x, half));
     }
+#endif  // KEL_X86_64
   };
 
   View At(int row) const {
@@ -395,6 +415,7 @@ struct FilteredPlanarSrc {
     int Cb(int, int x) const { return Filter(cb[0][x / 2], cb[1][x / 2]); }
     int Cr(int, int x) const { return Filter(cr[0][x / 2], cr[1][x / 2]); }
 
+#if KEL_X86_64
     KEL_AVX2_INLINE static __m256i Filtered(const uint8_t* own,
                                             const uint8_t* near) {
       const __m256i o = Widen16(own), n = Widen16(near);
@@ -409,6 +430,7 @@ struct FilteredPlanarSrc {
       PairTerms<Form>(Filtered(cb[0] + x / 2, cb[1] + x / 2),
                       Filtered(cr[0] + x / 2, cr[1] + x / 2), lo, hi);
     }
+#endif  // KEL_X86_64
   };
 
   View At(int row) const {
@@ -440,6 +462,7 @@ struct SemiPlanarSrc {
     int Cb(int, int x) const { return c[(x & ~1) + (kCrFirst ? 1 : 0)]; }
     int Cr(int, int x) const { return c[(x & ~1) + (kCrFirst ? 0 : 1)]; }
 
+#if KEL_X86_64
     template <class Form>
     KEL_AVX2_INLINE void Load(int x, __m256i* yLo, __m256i* yHi, Terms* lo,
                               Terms* hi) const {
@@ -454,6 +477,7 @@ struct SemiPlanarSrc {
         PairTerms<Form>(first, second, lo, hi);
       }
     }
+#endif  // KEL_X86_64
   };
 
   View At(int row) const {
@@ -483,6 +507,7 @@ struct Packed422Src {
       return s[4 * (x / 2) + (1 - kYAt) + (kCbFirst ? 2 : 0)];
     }
 
+#if KEL_X86_64
     template <class Form>
     KEL_AVX2_INLINE void Load(int x, __m256i* yLo, __m256i* yHi, Terms* lo,
                               Terms* hi) const {
@@ -516,6 +541,7 @@ struct Packed422Src {
         PairTerms<Form>(second, first, lo, hi);
       }
     }
+#endif  // KEL_X86_64
   };
 
   View At(int row) const { return {RowOf(p, step, row)}; }
@@ -596,6 +622,7 @@ struct Packed444Src {
 
     // Views A and B of the groups at g (low lane) and g + 48 (high lane),
     // from four 32-byte loads joined by dword blends.
+#if KEL_X86_64
     KEL_AVX2_INLINE static void Views(const uint8_t* g, __m256i* a,
                                       __m256i* b) {
       *a = _mm256_blend_epi32(simd::Load(g), simd::Load(g + 32), 0xF0);
@@ -625,6 +652,7 @@ struct Packed444Src {
       Channels(a, b, y, &cb, &cr);
       *t = Form::Chroma(cb, cr);
     }
+#endif  // KEL_X86_64
   };
 
   View At(int row) const { return {RowOf(p, step, row)}; }
@@ -636,6 +664,7 @@ struct Packed444Src {
 // At(row) gives a row view with Put(x, rgb) for one pixel and
 // Write32(x, r, g, b) for 32 pixels whose channels are bytes in pixel order.
 
+#if KEL_X86_64
 KEL_AVX2_INLINE void StoreC3(uint8_t* d, __m256i c0, __m256i c1, __m256i c2) {
   static constexpr Mask32 kSpread[3] = {SpreadC3Mask(0), SpreadC3Mask(1),
                                         SpreadC3Mask(2)};
@@ -658,6 +687,7 @@ KEL_AVX2_INLINE void StoreC3(uint8_t* d, __m256i c0, __m256i c1, __m256i c2) {
   simd::Store(d + 32, _mm256_permute2x128_si256(o[2], o[0], 0x30));
   simd::Store(d + 64, _mm256_permute2x128_si256(o[1], o[2], 0x31));
 }
+#endif  // KEL_X86_64
 
 // Packed three bytes per pixel, R G B or B G R.
 template <bool kBgr>
@@ -671,6 +701,7 @@ struct PackedC3Dst {
       d[3 * x + 1] = c.g;
       d[3 * x + 2] = kBgr ? c.r : c.b;
     }
+#if KEL_X86_64
     KEL_AVX2_INLINE void Write32(int x, __m256i r, __m256i g, __m256i b) const {
       if constexpr (kBgr) {
         StoreC3(d + 3 * x, b, g, r);
@@ -678,6 +709,7 @@ struct PackedC3Dst {
         StoreC3(d + 3 * x, r, g, b);
       }
     }
+#endif  // KEL_X86_64
   };
   View At(int row) const { return {RowOf(p, step, row)}; }
 };
@@ -697,6 +729,7 @@ struct PackedC4Dst {
       d[4 * x + 2] = kBgr ? c.r : c.b;
       d[4 * x + 3] = alpha;
     }
+#if KEL_X86_64
     KEL_AVX2_INLINE void Write32(int x, __m256i r, __m256i g, __m256i b) const {
       const __m256i c0 = kBgr ? b : r, c2 = kBgr ? r : b;
       const __m256i a = _mm256_set1_epi8(static_cast<char>(alpha));
@@ -714,6 +747,7 @@ struct PackedC4Dst {
       simd::Store(o + 64, _mm256_permute2x128_si256(q0, q1, 0x31));
       simd::Store(o + 96, _mm256_permute2x128_si256(q2, q3, 0x31));
     }
+#endif  // KEL_X86_64
   };
   View At(int row) const { return {RowOf(p, step, row), alpha}; }
 };
@@ -729,11 +763,13 @@ struct PlanarDst {
       d[1][x] = c.g;
       d[2][x] = c.b;
     }
+#if KEL_X86_64
     KEL_AVX2_INLINE void Write32(int x, __m256i r, __m256i g, __m256i b) const {
       simd::Store(d[0] + x, r);
       simd::Store(d[1] + x, g);
       simd::Store(d[2] + x, b);
     }
+#endif  // KEL_X86_64
   };
   View At(int row) const {
     return {{RowOf(p[0], step, row), RowOf(p[1], step, row),
@@ -755,6 +791,7 @@ concept HalfBlocks = requires(const typename Src::View& s, __m256i* y,
 };
 
 // Body blocks of 32 pixels; returns the first pixel not converted.
+#if KEL_X86_64
 template <class Form, class Src, class Dst>
 KEL_AVX2 int Blocks32(const typename Src::View& src,
                       const typename Dst::View* dst,
@@ -780,6 +817,7 @@ KEL_AVX2 int Blocks32(const typename Src::View& src,
   }
   return x;
 }
+#endif  // KEL_X86_64
 
 // The 4:4:4 body. With GCC this loop is also scheduled before register
 // allocation (not done by default on x86), which measurably helps the
@@ -790,6 +828,7 @@ KEL_AVX2 int Blocks32(const typename Src::View& src,
 #else
 #define KEL_DEC_SCHEDULED
 #endif
+#if KEL_X86_64
 template <class Form, class Src, class Dst>
 KEL_DEC_SCHEDULED KEL_AVX2 int Blocks32(
     const typename Src::View& src, const typename Dst::View* dst,
@@ -822,6 +861,7 @@ KEL_DEC_SCHEDULED KEL_AVX2 int Blocks32(
   d.Write32(x - 32, r, g, b);
   return x;
 }
+#endif  // KEL_X86_64
 
 // Converts the region. With kRemainder16 the last (width / 2) mod 8 pixel
 // pairs of each row take the rounded 2^16 form.
@@ -836,7 +876,9 @@ void Convert(const Src& src, const Dst& dst, int width, int height) {
     typename Dst::View d[kRows];
     for (int k = 0; k < kRows; ++k) d[k] = dst.At(row + k);
     int x = 0;
+#if KEL_X86_64
     if constexpr (kIsAvx2<Isa>) x = Blocks32<Form, Src, Dst>(s, d, bodyEnd);
+#endif
     for (int k = 0; k < kRows; ++k) {
       for (int i = x; i < bodyEnd; ++i)
         d[k].Put(i, Form::Scalar(s.Y(k, i), s.Cb(k, i), s.Cr(k, i)));
