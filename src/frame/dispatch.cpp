@@ -1,8 +1,14 @@
 // Export stubs, the slot table and its filling at load time.
+//
+// On x86-64 the stubs are two-instruction jumps written in assembly, below.
+// Elsewhere they are plain C++ functions that call through the same slots,
+// generated at build time from the same export list (export_stubs.cpp, made
+// by cmake/export_stubs.cmake); the slots there hold the portable
+// implementations.
 #include "frame/dispatch.h"
 
-#if !defined(__x86_64__) || !defined(__ELF__)
-#error "the export stubs are written for x86-64 ELF targets"
+#if !defined(__ELF__)
+#error "kelCC is built for ELF targets"
 #endif
 
 // Each family defines kel_impl_<export> with KEL_IMPLEMENT; an export
@@ -12,6 +18,7 @@
 KELCC_EXPORTS(KEL_IMPL_DECL_)
 #undef KEL_IMPL_DECL_
 
+#if KEL_X86_64
 // The stubs and the table itself. A stub is one indirect jump through its
 // slot, so the implementation receives the caller's arguments untouched.
 #define KEL_STUB_(name, params) \
@@ -35,6 +42,13 @@ asm(".text\n" KELCC_EXPORTS(KEL_STUB_)
     ".text\n");
 #undef KEL_STUB_
 #undef KEL_SLOT_
+#else
+// The table; the generated stubs call through it.
+extern "C" {
+__attribute__((visibility("hidden")))
+kel::frame::ExportFn kel_slot_table[kel::frame::kExportCount];
+}
+#endif
 
 extern "C" kel::frame::ExportFn kel_slot_table[kel::frame::kExportCount];
 
@@ -54,9 +68,13 @@ const char* const kExportNames[kExportCount] = {KELCC_EXPORTS(KEL_NAME_)};
 #undef KEL_NAME_
 
 bool CpuHasAvx2() {
+#if KEL_X86_64
   __builtin_cpu_init();
   return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") &&
          __builtin_cpu_supports("bmi2");
+#else
+  return false;
+#endif
 }
 
 bool SelectImplementations(bool avx2) {

@@ -192,6 +192,7 @@ void RepCopy(const uint8_t* s, uint8_t* d, size_t n) {
 
 namespace avx2 {
 
+#if KEL_X86_64
 KEL_AVX2_INLINE __m256i Ld(const uint8_t* p) {
   return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
 }
@@ -346,6 +347,7 @@ KEL_AVX2 void NarrowRows(const uint8_t* s, ptrdiff_t ss, uint8_t* d,
     }
   }
 }
+#endif  // KEL_X86_64
 
 // NarrowRows for 0..7 whole units, by the number of units.
 using NarrowRowsFn = void (*)(const uint8_t*, ptrdiff_t, uint8_t*, ptrdiff_t,
@@ -359,6 +361,7 @@ inline constexpr auto kNarrowRows =
     NarrowRowsTable(std::make_index_sequence<8>());
 
 // kStream: the whole 64-byte units with streaming stores, then a fence.
+#if KEL_X86_64
 template <bool kStream>
 KEL_AVX2 void ForwardAlignedRows(const uint8_t* s, ptrdiff_t ss, uint8_t* d,
                                  ptrdiff_t ds, int w, int h) {
@@ -599,6 +602,7 @@ KEL_AVX2 void Word32FillStream(uint32_t x, uint8_t* d, size_t count) {
   if ((count & 1) != 0) StorePiece<4>(d, v);
   _mm_sfence();
 }
+#endif  // KEL_X86_64
 
 }  // namespace avx2
 #endif  // KEL_X86_64

@@ -4,6 +4,9 @@
 // that is itself compiled for AVX2 (KEL_AVX2 functions).
 #pragma once
 
+#include "frame/isa.h"
+#if KEL_X86_64
+
 #include <immintrin.h>
 
 #include <cstdint>
@@ -52,3 +55,5 @@ KEL_AVX2_INLINE __m256i PackU8(__m256i a, __m256i b) {
 }
 
 }  // namespace kel::simd
+
+#endif  // KEL_X86_64

@@ -17,7 +17,10 @@
 // Luma rows go through RowCopy with ordinary stores.
 #include "resample/filter.h"
 
+#include "frame/isa.h"
+#if KEL_X86_64
 #include <immintrin.h>
+#endif
 
 #include <cstddef>
 #include <cstdint>
@@ -161,10 +164,10 @@ void FourTapRows(const uint8_t* a, const uint8_t* b, const uint8_t* c,
 
 // 16 pairs from byte `off` on: the Cb and Cr lanes of row b and of the
 // interpolated row.
+#if KEL_X86_64
 struct PairLanes {
   __m256i bcb, bcr, icb, icr;
 };
-#if KEL_X86_64
 KEL_AVX2_INLINE PairLanes FourTapPairUnit(const uint8_t* a, const uint8_t* b,
                                           const uint8_t* c, const uint8_t* d,
                                           int off) {

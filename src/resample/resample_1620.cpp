@@ -5,7 +5,10 @@
 // rejected, not trimmed.
 #include "resample/resample_1620.h"
 
+#include "frame/isa.h"
+#if KEL_X86_64
 #include <immintrin.h>
+#endif
 
 #include <cstddef>
 
@@ -25,6 +28,7 @@ enum class Conversion { k420To1620, k1620To420, k411To420, k420To411 };
 
 namespace avx2 {
 
+#if KEL_X86_64
 template <bool kAligned>
 KEL_AVX2_INLINE __m256i Load32(const uint8_t* p) {
   if constexpr (kAligned) {
@@ -172,6 +176,7 @@ KEL_AVX2 int Body420To1620Row(const uint8_t* s, uint8_t* d, int n) {
     Store32<kAligned>(d + i, Even32<kAligned>(s + 2 * i));
   return i;
 }
+#endif  // KEL_X86_64
 
 }  // namespace avx2
 

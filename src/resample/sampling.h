@@ -30,7 +30,10 @@
 // length and rows keep their places, the planes are moved as one long row.
 #pragma once
 
+#include "frame/isa.h"
+#if KEL_X86_64
 #include <immintrin.h>
+#endif
 
 #include <cstddef>
 #include <cstdint>
@@ -477,7 +480,8 @@ struct RowMode {
 };
 
 template <class Isa, class Reader, class Sink>
-void MoveChroma(const Reader& r, const Sink& s, int n, RowMode mode) {
+void MoveChroma(const Reader& r, const Sink& s, int n,
+                [[maybe_unused]] RowMode mode) {
 #if KEL_X86_64
   if constexpr (kIsAvx2<Isa>) {
     if (!(Sink::kInterleaves && mode.mayOverlap && s.Overlaps(r, n)))
@@ -517,11 +521,9 @@ KEL_AVX2 void UnpackLumaAvx2(const uint8_t* src, uint8_t* dst, int w) {
 template <class Isa, Packing P>
 void UnpackLuma(const uint8_t* src, uint8_t* dst, int w) {
 #if KEL_X86_64
-  if constexpr (kIsAvx2<Isa>)
-    UnpackLumaAvx2<P>(src, dst, w);
+  if constexpr (kIsAvx2<Isa>) return UnpackLumaAvx2<P>(src, dst, w);
 #endif
-  else
-    UnpackLumaScalar<P>(src, dst, 0, w);
+  UnpackLumaScalar<P>(src, dst, 0, w);
 }
 
 // Packed to packed: the 4 bytes of each group rearranged; destination byte
@@ -589,7 +591,8 @@ struct Regroup {
   // n groups. Rows that overlap without being the same row go group by
   // group, as the portable path does.
   template <class Isa>
-  static void Row(const uint8_t* src, uint8_t* dst, int n, bool stream) {
+  static void Row(const uint8_t* src, uint8_t* dst, int n,
+                  [[maybe_unused]] bool stream) {
 #if KEL_X86_64
     if constexpr (kIsAvx2<Isa>) {
       if (src == dst || !SpanOf(src, 4 * n).Meets(SpanOf(dst, 4 * n)))

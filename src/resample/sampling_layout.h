@@ -11,7 +11,10 @@
 // built from them writes what the obvious byte loop writes.
 #pragma once
 
+#include "frame/isa.h"
+#if KEL_X86_64
 #include <immintrin.h>
+#endif
 
 #include <cstdint>
 

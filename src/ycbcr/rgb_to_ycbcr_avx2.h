@@ -16,6 +16,9 @@
 // pixels, form A chroma on 64 S (two-pixel sums) and 32 S (four-pixel sums).
 #pragma once
 
+#include "frame/isa.h"
+#if KEL_X86_64
+
 #include <immintrin.h>
 
 #include <cstdint>
@@ -856,3 +859,5 @@ KEL_AVX2 void Row411(typename Src::RowView s, Planar411::RowView d, int n) {
 }
 
 }  // namespace kel::ycbcr::avx2
+
+#endif  // KEL_X86_64

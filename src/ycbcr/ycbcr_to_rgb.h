@@ -23,7 +23,10 @@
 // (4:2:0) are left untouched.
 #pragma once
 
+#include "frame/isa.h"
+#if KEL_X86_64
 #include <immintrin.h>
+#endif
 
 #include <algorithm>
 #include <array>
@@ -63,13 +66,13 @@ KEL_AVX2_INLINE __m256i Load2x128(const void* lo, const void* hi) {
 KEL_AVX2_INLINE __m256i Scaled(__m256i v, int offset) {
   return _mm256_slli_epi16(_mm256_sub_epi16(v, simd::Set16(offset)), 7);
 }
-#endif  // KEL_X86_64
 
 // The per-chroma-sample terms of a form, in 16-bit lanes. Their meaning
 // belongs to the form; sources only move them around.
 struct Terms {
   __m256i a, b, c;
 };
+#endif  // KEL_X86_64
 
 // Each term duplicated, for the pixels of 2-pixel chroma blocks: lanes
 // [t0..t7 | t8..t15] become [t0 t0 .. t3 t3 | t8 t8 .. t11 t11] (DupLo) and
@@ -784,11 +787,13 @@ struct PlanarDst {
 // block one iteration late, so that the output interleave of one block
 // overlaps the arithmetic of the next instead of ending a long dependency
 // chain.
+#if KEL_X86_64
 template <class Src, class Form>
 concept HalfBlocks = requires(const typename Src::View& s, __m256i* y,
                               Terms* t) {
   s.template LoadHalf<Form>(0, 0, y, t);
 };
+#endif
 
 // Body blocks of 32 pixels; returns the first pixel not converted.
 #if KEL_X86_64

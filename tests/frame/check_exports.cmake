@@ -10,7 +10,10 @@ foreach(e IN LISTS entries)
 endforeach()
 list(SORT expected)
 
-execute_process(COMMAND nm -D --defined-only ${LIB}
+if(NOT NM)
+  set(NM nm)
+endif()
+execute_process(COMMAND ${NM} -D --defined-only ${LIB}
                 OUTPUT_VARIABLE nm_out RESULT_VARIABLE rc)
 if(NOT rc EQUAL 0)
   message(FATAL_ERROR "nm failed on ${LIB}")

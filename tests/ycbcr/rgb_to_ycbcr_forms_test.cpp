@@ -11,6 +11,8 @@
 #include "ycbcr/forms.h"
 #include "ycbcr/rgb_to_ycbcr.h"
 
+// The AVX2 blocks exist on x86-64 only.
+#if KEL_X86_64
 namespace {
 
 namespace y = kel::ycbcr;
@@ -150,3 +152,4 @@ TEST(EncodeForms, FourPixelSumsOfRandomBlocks) {
 }
 
 }  // namespace
+#endif  // KEL_X86_64
