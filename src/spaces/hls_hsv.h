@@ -254,20 +254,27 @@ KEL_AVX2 inline void ScatterC3x8f(float* p, const float* const in[3], int i) {
 }
 #endif
 
-// A row's pixels x0 .. x0 + n - 1 to float rows and back: eight 3-byte
-// pixels at a time in the AVX2 set, else element by element.
+// Which eight-pixel mover a view has in the set Isa: 1 for interleaved
+// 3-byte pixels, 2 for interleaved 3-float pixels, else 0 (element by
+// element only).
+template <class Isa, class View>
+constexpr int kMover8 =
+    !kIsAvx2<Isa> || View::kCount != 3 || View::kIsPlanar ? 0
+    : sizeof(typename View::Elem) == 1                    ? 1
+    : std::is_same_v<typename View::Elem, float>          ? 2
+                                                          : 0;
+
+// A row's pixels x0 .. x0 + n - 1 to float rows and back: eight at a time
+// where the view has a mover, the rest element by element.
 template <class Isa, class View>
 void GatherRow(const View& v, int y, int x0, int n, float* const out[3]) {
   int i = 0;
 #if KEL_X86_64
-  if constexpr (kIsAvx2<Isa> && sizeof(typename View::Elem) == 1 &&
-                View::kCount == 3 && !View::kIsPlanar) {
-    for (; i + 8 <= n; i += 8)
+  for (; kMover8<Isa, View> != 0 && i + 8 <= n; i += 8) {
+    if constexpr (kMover8<Isa, View> == 1)
       GatherC3x8<View::kIsSwapped>(&v.Ref(y, x0 + i, 0), out, i);
-  } else if constexpr (kIsAvx2<Isa> &&
-                       std::is_same_v<typename View::Elem, float> &&
-                       View::kCount == 3 && !View::kIsPlanar) {
-    for (; i + 8 <= n; i += 8) GatherC3x8f(&v.Ref(y, x0 + i, 0), out, i);
+    else if constexpr (kMover8<Isa, View> == 2)
+      GatherC3x8f(&v.Ref(y, x0 + i, 0), out, i);
   }
 #endif
   float* const rest[3] = {out[0] + i, out[1] + i, out[2] + i};
@@ -277,14 +284,11 @@ template <class Isa, class View>
 void ScatterRow(const View& v, int y, int x0, int n, const float* const in[3]) {
   int i = 0;
 #if KEL_X86_64
-  if constexpr (kIsAvx2<Isa> && sizeof(typename View::Elem) == 1 &&
-                View::kCount == 3 && !View::kIsPlanar) {
-    for (; i + 8 <= n; i += 8)
+  for (; kMover8<Isa, View> != 0 && i + 8 <= n; i += 8) {
+    if constexpr (kMover8<Isa, View> == 1)
       ScatterC3x8<View::kIsSwapped>(&v.Ref(y, x0 + i, 0), in, i);
-  } else if constexpr (kIsAvx2<Isa> &&
-                       std::is_same_v<typename View::Elem, float> &&
-                       View::kCount == 3 && !View::kIsPlanar) {
-    for (; i + 8 <= n; i += 8) ScatterC3x8f(&v.Ref(y, x0 + i, 0), in, i);
+    else if constexpr (kMover8<Isa, View> == 2)
+      ScatterC3x8f(&v.Ref(y, x0 + i, 0), in, i);
   }
 #endif
   const float* const rest[3] = {in[0] + i, in[1] + i, in[2] + i};
