@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <vector>
@@ -35,8 +36,11 @@ class GuardedPlane {
   // The same byte over the image.
   void Fill(uint8_t value);
 
-  // The whole buffer, guards included.
+  // The whole buffer, guards included, and putting such a copy back.
   std::vector<uint8_t> Snapshot() const { return buf_; }
+  void Load(const std::vector<uint8_t>& snapshot) {
+    std::copy(snapshot.begin(), snapshot.end(), buf_.begin());
+  }
   // The image bytes only, row after row.
   std::vector<uint8_t> Image() const;
 
