@@ -65,13 +65,13 @@ struct Extra {
   Scalar scalar;
 };
 const Extra kExtras[] = {
-    // The slice position of the filtered 4:2:0 to packed 4:2:2 member: top
-    // (1) or whole (any value with bits 1, 4 and 16 set); a value that is
-    // none of top, middle, bottom or whole converts nothing and succeeds.
-    // (Middle and bottom read and write rows above the region, which the
-    // sweep's planes do not have.)
+    // The slice position of the filtered 4:2:0 to packed 4:2:2 member:
+    // whole (any value with bits 1, 4 and 16 set); a value that is none of
+    // top, middle, bottom or whole converts nothing and succeeds. (Top,
+    // middle and bottom slices read rows below or above the region, which
+    // the harness's planes do not have.)
     {"keliYCbCr420ToYCbCr422_Filter_8u_P2C2R",
-     {"layout", {1, 21, -1, 0x7fffffff}, {0, 2, 5, 20, 22, 64}, kelOk}},
+     {"layout", {21, -1, 0x7fffffff}, {0, 2, 5, 20, 22, 64}, kelOk}},
 };
 
 struct WholeBlocks {

@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "frame/dispatch.h"
+#include "harness/frame.h"
 #include "harness/geometry.h"
 #include "support/image.h"
 
@@ -29,6 +30,7 @@ namespace {
 
 using kel::harness::AllGeometry;
 using kel::harness::CallArgs;
+using kel::harness::Frame;
 using kel::harness::Geometry;
 using kel::test::GuardedPlane;
 
@@ -47,77 +49,6 @@ bool Selected(const std::string& name) {
   const char* s = std::getenv("KELCC_SWEEP_EXPORT");
   return s == nullptr || name == s;
 }
-
-// The planes of one call, each a guarded buffer, with their arguments.
-struct Frame {
-  const Geometry& g;
-  KelImageSize roi;
-  std::vector<std::unique_ptr<GuardedPlane>> planes;
-  std::vector<std::vector<void*>> arrays;  // plane-pointer arrays
-  std::vector<std::vector<int>> stepArrays;
-  CallArgs args;
-
-  Frame(const Geometry& geo, KelImageSize r, std::mt19937& rng)
-      : g(geo), roi(r), arrays(geo.arrayCount), stepArrays(geo.stepArrayCount) {
-    // Planes that share a step get the widest row of them and one slack.
-    std::vector<size_t> shared(g.stepCount, 0);
-    for (const auto& s : g.planes)
-      if (s.stepParam >= 0)
-        shared[s.stepParam] = std::max(shared[s.stepParam], s.RowBytes(roi));
-    std::vector<int> slack(g.stepCount);
-    for (int& v : slack) v = static_cast<int>(rng() % 48);
-    for (auto& a : arrays) a.resize(4, nullptr);
-    for (auto& a : stepArrays) a.resize(4, 0);
-    for (const auto& s : g.planes) {
-      const int e = s.elemBytes;
-      const int rowBytes = static_cast<int>(
-          s.stepParam >= 0 ? shared[s.stepParam] : s.RowBytes(roi));
-      const int extra =
-          s.stepParam >= 0 ? slack[s.stepParam] : static_cast<int>(rng() % 48);
-      const int pad = (extra / e) * e + (rowBytes == 0 ? e : 0);
-      const int misalign = static_cast<int>(rng() % 32) / e * e;
-      planes.push_back(std::make_unique<GuardedPlane>(
-          rowBytes, std::max(s.Rows(roi), 1), pad, misalign));
-      GuardedPlane& p = *planes.back();
-      if (s.side == 0 || g.inPlace) p.FillRandom(rng);
-      if (s.inArray)
-        arrays[s.param][s.index] = p.data();
-      else
-        args.ptrs[s.param] = p.data();
-      if (s.stepParam >= 0) args.steps[s.stepParam] = p.step();
-      if (s.stepArray >= 0) stepArrays[s.stepArray][s.index] = p.step();
-    }
-    for (size_t i = 0; i < arrays.size(); ++i)
-      args.arrays[i] = arrays[i].data();
-    for (size_t i = 0; i < stepArrays.size(); ++i)
-      args.stepArrays[i] = stepArrays[i].data();
-    args.roi = roi;
-    for (size_t i = 0; i < g.scalars.size(); ++i) {
-      const auto& v = g.scalars[i].valid;
-      args.scalars[i] = v[rng() % v.size()];
-    }
-  }
-
-  // Everything the call may write: every destination plane, guards and all.
-  std::vector<std::vector<uint8_t>> Snapshot() const {
-    std::vector<std::vector<uint8_t>> s;
-    for (size_t i = 0; i < planes.size(); ++i)
-      s.push_back(planes[i]->Snapshot());
-    return s;
-  }
-  void Restore(const std::vector<std::vector<uint8_t>>& s) {
-    for (size_t i = 0; i < planes.size(); ++i) planes[i]->Load(s[i]);
-  }
-
-  std::string Describe(uint64_t seed) const {
-    std::ostringstream o;
-    o << g.name << " region " << roi.width << "x" << roi.height << " steps";
-    for (const auto& p : planes) o << " " << p->step();
-    o << " seed " << seed << " (KELCC_SWEEP_SEED=" << seed
-      << " KELCC_SWEEP_EXPORT=" << g.name << ")";
-    return o.str();
-  }
-};
 
 struct Tally {
   int exports = 0;
