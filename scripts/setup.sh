@@ -1,11 +1,14 @@
 #!/usr/bin/env bash
 # Installs what building kelCC needs, from Debian's packages, when missing.
-# Usage: scripts/setup.sh [base|bench|cross]
+# Usage: scripts/setup.sh [base|bench|cross|fuzz]
 set -euo pipefail
 
 packages=(g++ cmake make pkg-config libgtest-dev libpng-dev)
 if [[ "${1:-base}" == bench ]]; then
   packages+=(libbenchmark-dev libopencv-dev libyuv-dev libswscale-dev libavutil-dev)
+fi
+if [[ "${1:-base}" == fuzz ]]; then
+  packages+=(clang libclang-rt-14-dev)
 fi
 if [[ "${1:-base}" == cross ]]; then
   packages+=(g++-aarch64-linux-gnu qemu-user)

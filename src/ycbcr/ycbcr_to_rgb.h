@@ -834,6 +834,21 @@ KEL_AVX2 int Blocks32(const typename Src::View& src,
 #define KEL_DEC_SCHEDULED
 #endif
 #if KEL_X86_64
+// One 32-pixel block of a half-block source, both halves converted.
+template <class Form, class View>
+KEL_AVX2_INLINE void HalfBlockPair(const View& s, int at, __m256i* r,
+                                   __m256i* g, __m256i* b) {
+  __m256i y, r0, g0, b0, r1, g1, b1;
+  Terms t;
+  s.template LoadHalf<Form>(at, 0, &y, &t);
+  Form::Rgb(y, t, &r0, &g0, &b0);
+  s.template LoadHalf<Form>(at, 1, &y, &t);
+  Form::Rgb(y, t, &r1, &g1, &b1);
+  *r = _mm256_packus_epi16(r0, r1);
+  *g = _mm256_packus_epi16(g0, g1);
+  *b = _mm256_packus_epi16(b0, b1);
+}
+
 template <class Form, class Src, class Dst>
 KEL_DEC_SCHEDULED KEL_AVX2 int Blocks32(
     const typename Src::View& src, const typename Dst::View* dst,
@@ -841,23 +856,12 @@ KEL_DEC_SCHEDULED KEL_AVX2 int Blocks32(
   if (end < 32) return 0;
   const typename Src::View s = src;
   const typename Dst::View d = dst[0];
-  auto block = [&](int at, __m256i* r, __m256i* g, __m256i* b) {
-    __m256i y, r0, g0, b0, r1, g1, b1;
-    Terms t;
-    s.template LoadHalf<Form>(at, 0, &y, &t);
-    Form::Rgb(y, t, &r0, &g0, &b0);
-    s.template LoadHalf<Form>(at, 1, &y, &t);
-    Form::Rgb(y, t, &r1, &g1, &b1);
-    *r = _mm256_packus_epi16(r0, r1);
-    *g = _mm256_packus_epi16(g0, g1);
-    *b = _mm256_packus_epi16(b0, b1);
-  };
   __m256i r, g, b;
-  block(0, &r, &g, &b);
+  HalfBlockPair<Form>(s, 0, &r, &g, &b);
   int x = 32;
   for (; x + 32 <= end; x += 32) {
     __m256i rn, gn, bn;
-    block(x, &rn, &gn, &bn);
+    HalfBlockPair<Form>(s, x, &rn, &gn, &bn);
     d.Write32(x - 32, r, g, b);
     r = rn;
     g = gn;
