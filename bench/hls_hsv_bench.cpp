@@ -21,8 +21,8 @@ using kel::bench::AddMemcpyLimit;
 using kel::bench::RandomBuffer;
 
 template <class T>
-void Case(const char* name, KelResult (*fn)(const T*, int, T*, int,
-                                             KelImageSize),
+void Case(const char* name,
+          KelResult (*fn)(const T*, int, T*, int, KelImageSize),
           [[maybe_unused]] int cvCode, int w, int h) {
   const size_t bytes = static_cast<size_t>(w) * h * 3 * sizeof(T);
   T* src = reinterpret_cast<T*>(RandomBuffer(bytes, 7));

@@ -7,7 +7,8 @@
 #ifdef KELCC_CHECK_SLOTS
 /* Linked statically, the library's slot table is part of this program: check
  * that the load-time choice put the AVX2 implementation of the first export
- * in place on a processor that has AVX2, FMA and BMI2, else the portable one. */
+ * in place on a processor that has AVX2, FMA and BMI2, else the portable one.
+ */
 typedef void (*KelFn)(void);
 extern KelFn kel_slot_table[];
 extern const struct {
