@@ -368,6 +368,50 @@ const KelLibVersion* kelccGetLibVersion(void);
   X(keliHSVToRGB_16u_C3R, KELCC_P_T_C_C(Kel16u))  \
   X(keliHSVToRGB_16u_AC4R, KELCC_P_T_C_C(Kel16u))
 
+/* Colour twist: a 3 x 4 matrix (three rows of three factors and an offset;
+ * row i makes channel i) applied to every pixel; integer results are
+ * clamped and rounded to nearest even whatever the caller's rounding mode.
+ * keliColorTwist_32f_C4R applies a 4 x 4 matrix to all four channels. */
+#define KELCC_P_TW_C_C(T)                                                  \
+  (const T* pSrc, int srcStep, T* pDst, int dstStep, KelImageSize roiSize, \
+   const Kel32f twist[3][4])
+#define KELCC_P_TW_CI(T) \
+  (T * pSrcDst, int srcDstStep, KelImageSize roiSize, const Kel32f twist[3][4])
+#define KELCC_P_TW_P_P(T)                                              \
+  (const T* const pSrc[3], int srcStep, T* const pDst[3], int dstStep, \
+   KelImageSize roiSize, const Kel32f twist[3][4])
+#define KELCC_P_TW_IP(T)                                      \
+  (T* const pSrcDst[3], int srcDstStep, KelImageSize roiSize, \
+   const Kel32f twist[3][4])
+#define KELCC_EXPORTS_TWIST(X)                                   \
+  X(keliColorTwist32f_8u_C3R, KELCC_P_TW_C_C(Kel8u))             \
+  X(keliColorTwist32f_8u_C3IR, KELCC_P_TW_CI(Kel8u))             \
+  X(keliColorTwist32f_8u_AC4R, KELCC_P_TW_C_C(Kel8u))            \
+  X(keliColorTwist32f_8u_AC4IR, KELCC_P_TW_CI(Kel8u))            \
+  X(keliColorTwist32f_8u_P3R, KELCC_P_TW_P_P(Kel8u))             \
+  X(keliColorTwist32f_8u_IP3R, KELCC_P_TW_IP(Kel8u))             \
+  X(keliColorTwist32f_16u_C3R, KELCC_P_TW_C_C(Kel16u))           \
+  X(keliColorTwist32f_16u_C3IR, KELCC_P_TW_CI(Kel16u))           \
+  X(keliColorTwist32f_16u_AC4R, KELCC_P_TW_C_C(Kel16u))          \
+  X(keliColorTwist32f_16u_AC4IR, KELCC_P_TW_CI(Kel16u))          \
+  X(keliColorTwist32f_16u_P3R, KELCC_P_TW_P_P(Kel16u))           \
+  X(keliColorTwist32f_16u_IP3R, KELCC_P_TW_IP(Kel16u))           \
+  X(keliColorTwist32f_16s_C3R, KELCC_P_TW_C_C(Kel16s))           \
+  X(keliColorTwist32f_16s_C3IR, KELCC_P_TW_CI(Kel16s))           \
+  X(keliColorTwist32f_16s_AC4R, KELCC_P_TW_C_C(Kel16s))          \
+  X(keliColorTwist32f_16s_AC4IR, KELCC_P_TW_CI(Kel16s))          \
+  X(keliColorTwist32f_16s_P3R, KELCC_P_TW_P_P(Kel16s))           \
+  X(keliColorTwist32f_16s_IP3R, KELCC_P_TW_IP(Kel16s))           \
+  X(keliColorTwist_32f_C3R, KELCC_P_TW_C_C(Kel32f))              \
+  X(keliColorTwist_32f_C3IR, KELCC_P_TW_CI(Kel32f))              \
+  X(keliColorTwist_32f_AC4R, KELCC_P_TW_C_C(Kel32f))             \
+  X(keliColorTwist_32f_AC4IR, KELCC_P_TW_CI(Kel32f))             \
+  X(keliColorTwist_32f_P3R, KELCC_P_TW_P_P(Kel32f))              \
+  X(keliColorTwist_32f_IP3R, KELCC_P_TW_IP(Kel32f))              \
+  X(keliColorTwist_32f_C4R,                                      \
+    (const Kel32f* pSrc, int srcStep, Kel32f* pDst, int dstStep, \
+     KelImageSize roiSize, const Kel32f twist[4][4]))
+
 /* Every exported image function, in slot order. */
 #define KELCC_EXPORTS(X)        \
   KELCC_EXPORTS_YCBCR444(X)     \
@@ -375,7 +419,8 @@ const KelLibVersion* kelccGetLibVersion(void);
   KELCC_EXPORTS_YCBCR_DECODE(X) \
   KELCC_EXPORTS_RESAMPLE(X)     \
   KELCC_EXPORTS_HLS(X)          \
-  KELCC_EXPORTS_HSV(X)
+  KELCC_EXPORTS_HSV(X)          \
+  KELCC_EXPORTS_TWIST(X)
 
 #define KELCC_DECLARE_(name, params) KelResult name params;
 KELCC_EXPORTS(KELCC_DECLARE_)

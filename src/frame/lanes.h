@@ -61,8 +61,10 @@ inline constexpr int kLaneCount = 1;
 inline float LoadF(const float* p, float) { return *p; }
 inline void StoreF(float* p, float v) { *p = v; }
 
-// Clamps to [0, hi]; NaN gives hi.
-inline float ClampTo(float a, float hi) { return Max(Min(a, hi), 0.0f); }
+// Clamps to [lo, hi] (the minimum first, with the limit second, so NaN gives
+// hi); ClampTo clamps to [0, hi].
+inline float Clamp(float a, float lo, float hi) { return Max(Min(a, hi), lo); }
+inline float ClampTo(float a, float hi) { return Clamp(a, 0.0f, hi); }
 
 #if KEL_X86_64
 
@@ -118,6 +120,9 @@ KEL_AVX2_INLINE void StoreF(float* p, F8 v) { _mm256_storeu_ps(p, v.v); }
 KEL_AVX2_INLINE F8 CanonNaN(F8 a) {
   const __m256 nan = _mm256_castsi256_ps(_mm256_set1_epi32(0x7FC00000));
   return _mm256_blendv_ps(a.v, nan, _mm256_cmp_ps(a.v, a.v, _CMP_UNORD_Q));
+}
+KEL_AVX2_INLINE F8 Clamp(F8 a, float lo, float hi) {
+  return Max(Min(a, F8(hi)), F8(lo));
 }
 KEL_AVX2_INLINE F8 ClampTo(F8 a, float hi) {
   return Max(Min(a, F8(hi)), F8(0.0f));

@@ -5,8 +5,9 @@
 // the portable slots and, where the processor has them, with the AVX2 slots;
 // both must give the same result and the same bytes.
 //
-// Input layout: export (2 bytes), width - 1, height - 1, one slack byte per
-// plane, one byte per scalar, then the source bytes (repeated as needed).
+// Input layout: export (2 bytes), width - 1, height - 1, then per plane one
+// slack byte and its bytes, one byte per scalar, one per matrix element
+// (zero once the input runs out).
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -93,6 +94,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (size_t i = 0; i < g.scalars.size(); ++i) {
     const auto& v = g.scalars[i].valid;
     a.scalars[i] = v[in.Byte() % v.size()];
+  }
+
+  std::vector<std::vector<float>> matrices;
+  for (size_t i = 0; i < g.matrixFloats.size(); ++i) {
+    std::vector<float> m(static_cast<size_t>(g.matrixFloats[i]));
+    for (float& v : m) v = static_cast<float>(in.Byte() - 128) / 32.0f;
+    matrices.push_back(std::move(m));
+    a.matrices[i] = matrices.back().data();
   }
 
   // The sources as they came in, to run the AVX2 slots on the same input.

@@ -25,6 +25,7 @@ struct Frame {
   std::vector<std::unique_ptr<GuardedPlane>> planes;
   std::vector<std::vector<void*>> arrays;  // plane-pointer arrays
   std::vector<std::vector<int>> stepArrays;
+  std::vector<std::vector<float>> matrices;
   CallArgs args;
 
   Frame(const Geometry& geo, KelImageSize r, std::mt19937& rng)
@@ -62,6 +63,16 @@ struct Frame {
     for (size_t i = 0; i < stepArrays.size(); ++i)
       args.stepArrays[i] = stepArrays[i].data();
     args.roi = roi;
+    // Matrices: factors within +-2 and offsets within +-300, so results
+    // both fall inside and outside the integer types' ranges.
+    for (size_t i = 0; i < g.matrixFloats.size(); ++i) {
+      std::vector<float> m(static_cast<size_t>(g.matrixFloats[i]));
+      for (size_t k = 0; k < m.size(); ++k)
+        m[k] = static_cast<float>(static_cast<int>(rng() % 4001) - 2000) /
+               (k % 4 == 3 ? 6.67f : 1000.0f);
+      matrices.push_back(std::move(m));
+      args.matrices[i] = matrices.back().data();
+    }
     for (size_t i = 0; i < g.scalars.size(); ++i) {
       const auto& v = g.scalars[i].valid;
       args.scalars[i] = v[rng() % v.size()];

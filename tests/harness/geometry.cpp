@@ -12,7 +12,7 @@ namespace {
 // ---- Calling any export from CallArgs ---------------------------------------
 
 struct Counters {
-  int ptr = 0, arr = 0, step = 0, stepArr = 0, scalar = 0;
+  int ptr = 0, arr = 0, step = 0, stepArr = 0, scalar = 0, matrix = 0;
   bool afterRoi = false;
 };
 
@@ -23,6 +23,9 @@ P Take(const CallArgs& a, Counters& c) {
     return a.roi;
   } else if constexpr (std::is_same_v<P, const int*>) {
     return a.stepArrays[c.stepArr++];
+  } else if constexpr (std::is_pointer_v<P> &&
+                       std::is_array_v<std::remove_pointer_t<P>>) {
+    return static_cast<P>(a.matrices[c.matrix++]);
   } else if constexpr (std::is_pointer_v<P> &&
                        std::is_pointer_v<std::remove_pointer_t<P>>) {
     return reinterpret_cast<P>(const_cast<void**>(a.arrays[c.arr++]));
@@ -128,11 +131,11 @@ Geometry Parse(const Listed& l, int slot) {
   };
   // Name: keli<op>[_qualifiers]_<type>_<layouts>[I]R
   static const std::regex kName(
-      R"(^keli([A-Za-z0-9]+)(?:_[A-Za-z0-9]+)*?_(\d+[usf](?:\d+[usf])?)_((?:AC4|AP4|C[1-4]|P[2-4])+)(I?)R$)");
+      R"(^keli([A-Za-z0-9]+)(?:_[A-Za-z0-9]+)*?_(\d+[usf](?:\d+[usf])?)_(I?)((?:AC4|AP4|C[1-4]|P[2-4])+)(I?)R$)");
   std::smatch m;
   if (!std::regex_match(g.name, m, kName)) return fail("name");
-  const std::string op = m[1], layouts = m[3];
-  g.inPlace = m[4] == "I";
+  const std::string op = m[1], layouts = m[4];
+  g.inPlace = m[3] == "I" || m[5] == "I";
   std::vector<Layout> sides;
   static const std::regex kToken("AC4|AP4|C[1-4]|P[2-4]");
   for (auto it = std::sregex_iterator(layouts.begin(), layouts.end(), kToken);
@@ -164,6 +167,7 @@ Geometry Parse(const Listed& l, int slot) {
   static const std::regex kStepArray(R"(^const int (\w+)\[(\d)\]$)");
   static const std::regex kInt(R"(^int (\w+)$)");
   static const std::regex kScalar(R"(^(Kel\w+|int) (\w+)$)");
+  static const std::regex kMatrix(R"(^const Kel32f (\w+)\[(\d)\]\[(\d)\]$)");
   int planeOfSide[2] = {0, 0};
   bool afterRoi = false;
   std::vector<size_t> lastPlanes;  // the planes the next step belongs to
@@ -178,6 +182,8 @@ Geometry Parse(const Listed& l, int slot) {
     std::smatch pm;
     if (p.find("KelImageSize") == 0) {
       afterRoi = true;
+    } else if (afterRoi && std::regex_match(p, pm, kMatrix)) {
+      g.matrixFloats.push_back(std::stoi(pm[2]) * std::stoi(pm[3]));
     } else if (afterRoi && std::regex_match(p, pm, kScalar)) {
       Scalar s{pm[2], {}, {}, kelOk};
       bool found = false;

@@ -32,7 +32,8 @@ struct CallArgs {
   int steps[8] = {};                  // int steps before the region
   const int* stepArrays[4] = {};      // per-plane step arrays
   KelImageSize roi{};
-  int64_t scalars[4] = {};  // scalars after the region
+  int64_t scalars[4] = {};       // scalars after the region
+  const void* matrices[2] = {};  // float matrices after the region
 };
 
 using Invoker = KelResult (*)(const CallArgs&);
@@ -72,6 +73,7 @@ struct Geometry {
   std::vector<PlaneShape> planes;
   int ptrCount = 0, arrayCount = 0, stepCount = 0, stepArrayCount = 0;
   std::vector<Scalar> scalars;
+  std::vector<int> matrixFloats;  // floats of each matrix argument
   bool inPlace = false;
   int blockW = 1, blockH = 1;  // chroma block of the sampled side
   // Members that take whole blocks only: any other region gives -6.

@@ -195,6 +195,11 @@ TEST(Sweep, ErrorsWriteNothing) {
                     "null plane " + std::to_string(s.index) + " of array " +
                         std::to_string(s.param));
     }
+    for (size_t i = 0; i < g.matrixFloats.size(); ++i) {
+      CallArgs a = f.args;
+      a.matrices[i] = nullptr;
+      expectNothing(kelErrNullPtr, a, "null matrix " + std::to_string(i));
+    }
     // Sizes.
     for (int bad : {0, -1, kInt}) {
       CallArgs a = f.args;
