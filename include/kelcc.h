@@ -412,6 +412,42 @@ const KelLibVersion* kelccGetLibVersion(void);
     (const Kel32f* pSrc, int srcStep, Kel32f* pDst, int dstStep, \
      KelImageSize roiSize, const Kel32f twist[4][4]))
 
+/* Gray: colour to one plane with the weights 0.299, 0.587, 0.114 (RGBToGray)
+ * or the caller's (ColorToGray; null selects the defaults), gray to three
+ * or four channels, and the luma bytes of packed 4:2:2. */
+#define KELCC_P_GRAY_W(T, W)                                               \
+  (const T* pSrc, int srcStep, T* pDst, int dstStep, KelImageSize roiSize, \
+   const W coeffs[3])
+#define KELCC_P_GRAY_A(T)                                                  \
+  (const T* pSrc, int srcStep, T* pDst, int dstStep, KelImageSize roiSize, \
+   T aval)
+#define KELCC_EXPORTS_GRAY(X)                                   \
+  X(keliRGBToGray_8u_C3C1R, KELCC_P_T_C_C(Kel8u))               \
+  X(keliRGBToGray_8u_AC4C1R, KELCC_P_T_C_C(Kel8u))              \
+  X(keliRGBToGray_16u_C3C1R, KELCC_P_T_C_C(Kel16u))             \
+  X(keliRGBToGray_16u_AC4C1R, KELCC_P_T_C_C(Kel16u))            \
+  X(keliRGBToGray_16s_C3C1R, KELCC_P_T_C_C(Kel16s))             \
+  X(keliRGBToGray_16s_AC4C1R, KELCC_P_T_C_C(Kel16s))            \
+  X(keliRGBToGray_32f_C3C1R, KELCC_P_T_C_C(Kel32f))             \
+  X(keliRGBToGray_32f_AC4C1R, KELCC_P_T_C_C(Kel32f))            \
+  X(keliColorToGray_8u_C3C1R, KELCC_P_GRAY_W(Kel8u, Kel32f))    \
+  X(keliColorToGray_8u_AC4C1R, KELCC_P_GRAY_W(Kel8u, Kel32f))   \
+  X(keliColorToGray_16u_C3C1R, KELCC_P_GRAY_W(Kel16u, Kel32f))  \
+  X(keliColorToGray_16u_AC4C1R, KELCC_P_GRAY_W(Kel16u, Kel32f)) \
+  X(keliColorToGray_16s_C3C1R, KELCC_P_GRAY_W(Kel16s, Kel32f))  \
+  X(keliColorToGray_16s_AC4C1R, KELCC_P_GRAY_W(Kel16s, Kel32f)) \
+  X(keliColorToGray_32f_C3C1R, KELCC_P_GRAY_W(Kel32f, Kel32f))  \
+  X(keliColorToGray_32f_AC4C1R, KELCC_P_GRAY_W(Kel32f, Kel32f)) \
+  X(keliColorToGray_64f_C3C1R, KELCC_P_GRAY_W(Kel64f, Kel64f))  \
+  X(keliColorToGray_64f_AC4C1R, KELCC_P_GRAY_W(Kel64f, Kel64f)) \
+  X(keliGrayToRGB_8u_C1C3R, KELCC_P_T_C_C(Kel8u))               \
+  X(keliGrayToRGB_8u_C1C4R, KELCC_P_GRAY_A(Kel8u))              \
+  X(keliGrayToRGB_16u_C1C3R, KELCC_P_T_C_C(Kel16u))             \
+  X(keliGrayToRGB_16u_C1C4R, KELCC_P_GRAY_A(Kel16u))            \
+  X(keliGrayToRGB_32f_C1C3R, KELCC_P_T_C_C(Kel32f))             \
+  X(keliGrayToRGB_32f_C1C4R, KELCC_P_GRAY_A(Kel32f))            \
+  X(keliYCbCr422ToGray_8u_C2C1R, KELCC_P_C_C)
+
 /* Every exported image function, in slot order. */
 #define KELCC_EXPORTS(X)        \
   KELCC_EXPORTS_YCBCR444(X)     \
@@ -420,7 +456,8 @@ const KelLibVersion* kelccGetLibVersion(void);
   KELCC_EXPORTS_RESAMPLE(X)     \
   KELCC_EXPORTS_HLS(X)          \
   KELCC_EXPORTS_HSV(X)          \
-  KELCC_EXPORTS_TWIST(X)
+  KELCC_EXPORTS_TWIST(X)        \
+  KELCC_EXPORTS_GRAY(X)
 
 #define KELCC_DECLARE_(name, params) KelResult name params;
 KELCC_EXPORTS(KELCC_DECLARE_)

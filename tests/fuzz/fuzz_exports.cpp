@@ -96,12 +96,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     a.scalars[i] = v[in.Byte() % v.size()];
   }
 
-  std::vector<std::vector<float>> matrices;
-  for (size_t i = 0; i < g.matrixFloats.size(); ++i) {
-    std::vector<float> m(static_cast<size_t>(g.matrixFloats[i]));
-    for (float& v : m) v = static_cast<float>(in.Byte() - 128) / 32.0f;
-    matrices.push_back(std::move(m));
-    a.matrices[i] = matrices.back().data();
+  std::vector<std::vector<double>> matrices;
+  std::vector<std::vector<float>> floatMatrices;
+  for (size_t i = 0; i < g.matrices.size(); ++i) {
+    const auto& m = g.matrices[i];
+    std::vector<double> v(static_cast<size_t>(m.count));
+    for (double& x : v) x = (in.Byte() - 128) / 32.0;
+    if (m.isDouble) {
+      matrices.push_back(std::move(v));
+      a.matrices[i] = matrices.back().data();
+    } else {
+      floatMatrices.emplace_back(v.begin(), v.end());
+      a.matrices[i] = floatMatrices.back().data();
+    }
   }
 
   // The sources as they came in, to run the AVX2 slots on the same input.

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <random>
 #include <sstream>
@@ -25,7 +26,7 @@ struct Frame {
   std::vector<std::unique_ptr<GuardedPlane>> planes;
   std::vector<std::vector<void*>> arrays;  // plane-pointer arrays
   std::vector<std::vector<int>> stepArrays;
-  std::vector<std::vector<float>> matrices;
+  std::vector<std::vector<uint8_t>> matrices;
   CallArgs args;
 
   Frame(const Geometry& geo, KelImageSize r, std::mt19937& rng)
@@ -64,14 +65,28 @@ struct Frame {
       args.stepArrays[i] = stepArrays[i].data();
     args.roi = roi;
     // Matrices: factors within +-2 and offsets within +-300, so results
-    // both fall inside and outside the integer types' ranges.
-    for (size_t i = 0; i < g.matrixFloats.size(); ++i) {
-      std::vector<float> m(static_cast<size_t>(g.matrixFloats[i]));
-      for (size_t k = 0; k < m.size(); ++k)
-        m[k] = static_cast<float>(static_cast<int>(rng() % 4001) - 2000) /
-               (k % 4 == 3 ? 6.67f : 1000.0f);
-      matrices.push_back(std::move(m));
-      args.matrices[i] = matrices.back().data();
+    // both fall inside and outside the integer types' ranges; weights within
+    // -0.5..1.5, or now and then null (the defaults).
+    for (size_t i = 0; i < g.matrices.size(); ++i) {
+      const auto& m = g.matrices[i];
+      std::vector<double> v(static_cast<size_t>(m.count));
+      for (size_t k = 0; k < v.size(); ++k) {
+        const int r = static_cast<int>(rng() % 4001) - 2000;
+        v[k] =
+            m.nullAllowed ? 0.5 + r / 2000.0 : r / (k % 4 == 3 ? 6.67 : 1000.0);
+      }
+      std::vector<uint8_t> bytes(v.size() * (m.isDouble ? 8 : 4));
+      for (size_t k = 0; k < v.size(); ++k) {
+        if (m.isDouble) {
+          std::memcpy(&bytes[8 * k], &v[k], 8);
+        } else {
+          const float f = static_cast<float>(v[k]);
+          std::memcpy(&bytes[4 * k], &f, 4);
+        }
+      }
+      matrices.push_back(std::move(bytes));
+      args.matrices[i] =
+          m.nullAllowed && rng() % 4 == 0 ? nullptr : matrices.back().data();
     }
     for (size_t i = 0; i < g.scalars.size(); ++i) {
       const auto& v = g.scalars[i].valid;

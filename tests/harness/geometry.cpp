@@ -23,9 +23,13 @@ P Take(const CallArgs& a, Counters& c) {
     return a.roi;
   } else if constexpr (std::is_same_v<P, const int*>) {
     return a.stepArrays[c.stepArr++];
-  } else if constexpr (std::is_pointer_v<P> &&
-                       std::is_array_v<std::remove_pointer_t<P>>) {
-    return static_cast<P>(a.matrices[c.matrix++]);
+  } else if constexpr (std::is_pointer_v<P>) {
+    if (c.afterRoi)
+      return static_cast<P>(const_cast<void*>(a.matrices[c.matrix++]));
+    if constexpr (std::is_pointer_v<std::remove_pointer_t<P>>)
+      return reinterpret_cast<P>(const_cast<void**>(a.arrays[c.arr++]));
+    else
+      return static_cast<P>(const_cast<void*>(a.ptrs[c.ptr++]));
   } else if constexpr (std::is_pointer_v<P> &&
                        std::is_pointer_v<std::remove_pointer_t<P>>) {
     return reinterpret_cast<P>(const_cast<void**>(a.arrays[c.arr++]));
@@ -167,7 +171,8 @@ Geometry Parse(const Listed& l, int slot) {
   static const std::regex kStepArray(R"(^const int (\w+)\[(\d)\]$)");
   static const std::regex kInt(R"(^int (\w+)$)");
   static const std::regex kScalar(R"(^(Kel\w+|int) (\w+)$)");
-  static const std::regex kMatrix(R"(^const Kel32f (\w+)\[(\d)\]\[(\d)\]$)");
+  static const std::regex kMatrix(
+      R"(^const (Kel32f|Kel64f) (\w+)\[(\d)\](?:\[(\d)\])?$)");
   int planeOfSide[2] = {0, 0};
   bool afterRoi = false;
   std::vector<size_t> lastPlanes;  // the planes the next step belongs to
@@ -183,7 +188,10 @@ Geometry Parse(const Listed& l, int slot) {
     if (p.find("KelImageSize") == 0) {
       afterRoi = true;
     } else if (afterRoi && std::regex_match(p, pm, kMatrix)) {
-      g.matrixFloats.push_back(std::stoi(pm[2]) * std::stoi(pm[3]));
+      // A matrix, or a vector of weights (which may be null: the defaults).
+      const int count =
+          std::stoi(pm[3]) * (pm[4].matched ? std::stoi(pm[4]) : 1);
+      g.matrices.push_back({count, pm[1] == "Kel64f", !pm[4].matched});
     } else if (afterRoi && std::regex_match(p, pm, kScalar)) {
       Scalar s{pm[2], {}, {}, kelOk};
       bool found = false;
@@ -191,6 +199,8 @@ Geometry Parse(const Listed& l, int slot) {
         if (g.name == e.exportName && s.name == e.scalar.name)
           s = e.scalar, found = true;
       if (!found && pm[1] == "Kel8u") s.valid = {0, 255, 77, 128};
+      if (!found && pm[1] == "Kel16u") s.valid = {0, 65535, 1000};
+      if (!found && pm[1] == "Kel32f") s.valid = {0, 1, 7};
       if (s.valid.empty()) return fail("scalar " + p);
       g.scalars.push_back(s);
     } else if (std::regex_match(p, pm, kArray) ||

@@ -73,7 +73,14 @@ struct Geometry {
   std::vector<PlaneShape> planes;
   int ptrCount = 0, arrayCount = 0, stepCount = 0, stepArrayCount = 0;
   std::vector<Scalar> scalars;
-  std::vector<int> matrixFloats;  // floats of each matrix argument
+  // Matrix and weight arguments after the region: element count, whether
+  // double precision, and whether null is allowed (it selects defaults).
+  struct MatrixArg {
+    int count;
+    bool isDouble;
+    bool nullAllowed;
+  };
+  std::vector<MatrixArg> matrices;
   bool inPlace = false;
   int blockW = 1, blockH = 1;  // chroma block of the sampled side
   // Members that take whole blocks only: any other region gives -6.

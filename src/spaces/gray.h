@@ -1,0 +1,271 @@
+// Gray: colour to one gray plane with the default or the caller's weights,
+// gray back to three or four channels, and the luma bytes of packed 4:2:2.
+//
+// Each sample type states its gray form for the row body and for the row
+// tail, side by side (they differ for 8u, 16u and 16s, by design; the split
+// is a property of the family: 32-pixel blocks for 8u, 16 for 16u, 4 for
+// 16s). The AVX2 set runs the same forms compiled for AVX2 and FMA, where
+// the compiler takes eight or more pixels at a time; every operation is the
+// same IEEE or integer operation, so both sets give the same bits.
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <type_traits>
+
+#include "frame/checks.h"
+#include "frame/isa.h"
+#include "frame/pixels.h"
+#include "kelcc.h"
+
+namespace kel::spaces {
+
+// The default weights 0.299, 0.587, 0.114 in single precision; the 64f
+// members widen these same values.
+inline constexpr float kGrayWeights[3] = {0.299f, 0.587f, 0.114f};
+
+// Q15 weights of the 8u members: trunc(32768 w + 0.5), the product and sum
+// fused. Weights outside 0..2 do not fit the unsigned 16-bit products of
+// the body: they are clamped to 0..65535 (so a negative weight counts as 0),
+// the same in body and tail.
+inline uint32_t Q15(float w) {
+  const float c = std::fma(32768.0f, w, 0.5f);
+  const float clamped = c < 65535.0f ? (c > 0.0f ? c : 0.0f) : 65535.0f;
+  return static_cast<uint32_t>(clamped);
+}
+
+// A float converted to a 32-bit integer in the current rounding mode, as
+// the processor's conversion does it: values outside the int32 range and
+// NaN give INT32_MIN.
+inline int32_t ToIntCurrent(float v) {
+  const float r = std::nearbyint(v);
+  if (!(r >= -2147483648.0f && r < 2147483648.0f))
+    return std::numeric_limits<int32_t>::min();
+  return static_cast<int32_t>(r);
+}
+
+template <class T>
+struct GrayForm;
+
+// 8u, on Q15 weights. Body: high halves of 16 x 16 products of x * 256,
+// saturating 16-bit sums, then s / 128 capped at 255. Tail: the exact
+// rounded Q15 sum, low 8 bits.
+template <>
+struct GrayForm<uint8_t> {
+  static constexpr int kBlock = 32;
+  using Weights = uint32_t;
+  static uint8_t Body(uint32_t x0, uint32_t x1, uint32_t x2,
+                      const uint32_t* c) {
+    auto hi = [](uint32_t x, uint32_t k) { return (x * 256u * k) >> 16; };
+    auto sat = [](uint32_t s) { return s < 65535u ? s : 65535u; };
+    uint32_t s = sat(hi(x2, c[2]) + hi(x1, c[1]));
+    s = sat(s + hi(x0, c[0]));
+    s = sat(s + 64u);
+    const uint32_t g = s >> 7;
+    return static_cast<uint8_t>(g < 255u ? g : 255u);
+  }
+  static uint8_t Tail(uint32_t x0, uint32_t x1, uint32_t x2,
+                      const uint32_t* c) {
+    return static_cast<uint8_t>((x0 * c[0] + x1 * c[1] + x2 * c[2] + 16384u) >>
+                                15);
+  }
+};
+
+// 16u. Both parts: fma(w2, x2, fma(w0, x0, x1 w1)), converted in the current
+// rounding mode; the body clamps to 0..65535, the tail keeps the low 16 bits.
+template <>
+struct GrayForm<uint16_t> {
+  static constexpr int kBlock = 16;
+  using Weights = float;
+  static float Sum(float x0, float x1, float x2, const float* w) {
+    return std::fma(w[2], x2, std::fma(w[0], x0, x1 * w[1]));
+  }
+  static uint16_t Body(uint16_t x0, uint16_t x1, uint16_t x2, const float* w) {
+    const int32_t g = ToIntCurrent(Sum(x0, x1, x2, w));
+    return static_cast<uint16_t>(g < 0 ? 0 : g > 65535 ? 65535 : g);
+  }
+  static uint16_t Tail(uint16_t x0, uint16_t x1, uint16_t x2, const float* w) {
+    return static_cast<uint16_t>(ToIntCurrent(Sum(x0, x1, x2, w)));
+  }
+};
+
+// 16s, offset into the unsigned range. Body (groups of four):
+// fma(w2, X2, fma(w0, X0, w1 X1)), converted, less 32768, clamped. Tail:
+// (X0 w0 + X1 w1) + X2 w2 with separate operations, converted, less 32768,
+// low 16 bits.
+template <>
+struct GrayForm<int16_t> {
+  static constexpr int kBlock = 4;
+  using Weights = float;
+  static int16_t Body(int16_t x0, int16_t x1, int16_t x2, const float* w) {
+    const float X0 = static_cast<float>(x0 + 32768),
+                X1 = static_cast<float>(x1 + 32768),
+                X2 = static_cast<float>(x2 + 32768);
+    const int64_t g = static_cast<int64_t>(ToIntCurrent(
+                          std::fma(w[2], X2, std::fma(w[0], X0, w[1] * X1)))) -
+                      32768;
+    return static_cast<int16_t>(g < -32768 ? -32768 : g > 32767 ? 32767 : g);
+  }
+  static int16_t Tail(int16_t x0, int16_t x1, int16_t x2, const float* w) {
+    const float X0 = static_cast<float>(x0 + 32768),
+                X1 = static_cast<float>(x1 + 32768),
+                X2 = static_cast<float>(x2 + 32768);
+    const int32_t g = ToIntCurrent((X0 * w[0] + X1 * w[1]) + X2 * w[2]);
+    return static_cast<int16_t>(static_cast<uint32_t>(g) - 32768u);
+  }
+};
+
+// 32f and 64f: one expression everywhere, no clamping.
+template <class F>
+struct GrayFloatForm {
+  static constexpr int kBlock = 1;
+  using Weights = F;
+  static F Body(F x0, F x1, F x2, const F* w) {
+    return std::fma(w[2], x2, std::fma(w[0], x0, x1 * w[1]));
+  }
+  static F Tail(F x0, F x1, F x2, const F* w) { return Body(x0, x1, x2, w); }
+};
+template <>
+struct GrayForm<float> : GrayFloatForm<float> {};
+template <>
+struct GrayForm<double> : GrayFloatForm<double> {};
+
+// Rows of colour to rows of gray; kN elements per source pixel (3, or 4 with
+// the fourth ignored). Rows are `ss` and `ds` bytes apart.
+template <class T, int kN>
+inline void GrayRows(const T* src, ptrdiff_t ss, T* dst, ptrdiff_t ds, int w,
+                     int h, const typename GrayForm<T>::Weights* k) {
+  using F = GrayForm<T>;
+  const int body = w - w % F::kBlock;
+  for (int y = 0; y < h; ++y) {
+    const T* s =
+        reinterpret_cast<const T*>(reinterpret_cast<const char*>(src) + y * ss);
+    T* d = reinterpret_cast<T*>(reinterpret_cast<char*>(dst) + y * ds);
+    for (int x = 0; x < body; ++x)
+      d[x] = F::Body(s[kN * x], s[kN * x + 1], s[kN * x + 2], k);
+    for (int x = body; x < w; ++x)
+      d[x] = F::Tail(s[kN * x], s[kN * x + 1], s[kN * x + 2], k);
+  }
+}
+
+#if KEL_X86_64
+template <class T, int kN>
+KEL_AVX2 __attribute__((flatten)) void GrayRowsAvx2(
+    const T* src, ptrdiff_t ss, T* dst, ptrdiff_t ds, int w, int h,
+    const typename GrayForm<T>::Weights* k) {
+  GrayRows<T, kN>(src, ss, dst, ds, w, h, k);
+}
+#endif
+
+// Byte step of a gray member: 16s members use whole elements.
+template <class T>
+constexpr ptrdiff_t GrayStep(int step) {
+  if constexpr (std::is_same_v<T, int16_t>) return ElementStepBytes<T>(step);
+  return step;
+}
+
+// The weights a member runs with: the caller's, or the defaults for null,
+// in the form's representation.
+template <class T, class W>
+void GrayWeights(const W* given, typename GrayForm<T>::Weights* k) {
+  for (int i = 0; i < 3; ++i) {
+    const W w = given ? given[i] : static_cast<W>(kGrayWeights[i]);
+    if constexpr (std::is_same_v<T, uint8_t>)
+      k[i] = Q15(static_cast<float>(w));
+    else
+      k[i] = static_cast<typename GrayForm<T>::Weights>(w);
+  }
+}
+
+template <class Isa, class T, int kN, class W = float>
+KelResult ColorToGray(const T* pSrc, int srcStep, T* pDst, int dstStep,
+                      KelImageSize roi, const W* weights) {
+  ArgCheck c;
+  c.NotNull(pSrc, pDst).MinSize(roi);
+  if (c.Failed()) return c.Result();
+  typename GrayForm<T>::Weights k[3];
+  GrayWeights<T>(weights, k);
+#if KEL_X86_64
+  if constexpr (kIsAvx2<Isa>) {
+    GrayRowsAvx2<T, kN>(pSrc, GrayStep<T>(srcStep), pDst, GrayStep<T>(dstStep),
+                        roi.width, roi.height, k);
+    return kelOk;
+  }
+#endif
+  GrayRows<T, kN>(pSrc, GrayStep<T>(srcStep), pDst, GrayStep<T>(dstStep),
+                  roi.width, roi.height, k);
+  return kelOk;
+}
+
+template <class Isa, class T, int kN>
+KelResult RGBToGray(const T* pSrc, int srcStep, T* pDst, int dstStep,
+                    KelImageSize roi) {
+  return ColorToGray<Isa, T, kN, float>(pSrc, srcStep, pDst, dstStep, roi,
+                                        nullptr);
+}
+
+// Gray to kN channels: (g, g, g) or (g, g, g, alpha).
+template <class T, int kN>
+inline void SpreadRows(const T* src, ptrdiff_t ss, T* dst, ptrdiff_t ds, int w,
+                       int h, T alpha) {
+  for (int y = 0; y < h; ++y) {
+    const T* s =
+        reinterpret_cast<const T*>(reinterpret_cast<const char*>(src) + y * ss);
+    T* d = reinterpret_cast<T*>(reinterpret_cast<char*>(dst) + y * ds);
+    for (int x = 0; x < w; ++x) {
+      d[kN * x] = d[kN * x + 1] = d[kN * x + 2] = s[x];
+      if constexpr (kN == 4) d[kN * x + 3] = alpha;
+    }
+  }
+}
+#if KEL_X86_64
+template <class T, int kN>
+KEL_AVX2 __attribute__((flatten)) void SpreadRowsAvx2(const T* src,
+                                                      ptrdiff_t ss, T* dst,
+                                                      ptrdiff_t ds, int w,
+                                                      int h, T alpha) {
+  SpreadRows<T, kN>(src, ss, dst, ds, w, h, alpha);
+}
+#endif
+
+template <class Isa, class T, int kN>
+KelResult GrayToColor(const T* pSrc, int srcStep, T* pDst, int dstStep,
+                      KelImageSize roi, T alpha) {
+  ArgCheck c;
+  c.NotNull(pSrc, pDst).MinSize(roi);
+  if (c.Failed()) return c.Result();
+#if KEL_X86_64
+  if constexpr (kIsAvx2<Isa>) {
+    SpreadRowsAvx2<T, kN>(pSrc, srcStep, pDst, dstStep, roi.width, roi.height,
+                          alpha);
+    return kelOk;
+  }
+#endif
+  SpreadRows<T, kN>(pSrc, srcStep, pDst, dstStep, roi.width, roi.height, alpha);
+  return kelOk;
+}
+
+template <class Isa, class T>
+KelResult GrayToRGB3(const T* pSrc, int srcStep, T* pDst, int dstStep,
+                     KelImageSize roi) {
+  return GrayToColor<Isa, T, 3>(pSrc, srcStep, pDst, dstStep, roi, T{});
+}
+
+// The luma bytes of packed 4:2:2 (luma first): byte 2x of each row.
+template <class Isa>
+KelResult YCbCr422ToGray(const Kel8u* pSrc, int srcStep, Kel8u* pDst,
+                         int dstStep, KelImageSize roi) {
+  ArgCheck c;
+  c.NotNull(pSrc, pDst).MinSize(roi);
+  if (c.Failed()) return c.Result();
+  for (int y = 0; y < roi.height; ++y) {
+    const Kel8u* s = pSrc + static_cast<ptrdiff_t>(y) * srcStep;
+    Kel8u* d = pDst + static_cast<ptrdiff_t>(y) * dstStep;
+    for (int x = 0; x < roi.width; ++x) d[x] = s[2 * x];
+  }
+  return kelOk;
+}
+
+}  // namespace kel::spaces
