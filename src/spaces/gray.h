@@ -13,6 +13,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
 #include <type_traits>
 
 #include "frame/checks.h"
@@ -151,11 +155,86 @@ inline void GrayRows(const T* src, ptrdiff_t ss, T* dst, ptrdiff_t ds, int w,
 }
 
 #if KEL_X86_64
+// Byte masks gathering channel c of sixteen 3-byte pixels from the k-th 16
+// bytes of them (the same in both lanes); -128 writes zero.
+struct GrayC3Masks {
+  alignas(32) int8_t m[3][3][32];
+  constexpr GrayC3Masks() : m() {
+    for (int c = 0; c < 3; ++c)
+      for (int k = 0; k < 3; ++k)
+        for (int i = 0; i < 32; ++i) {
+          const int p = 3 * (i % 16) + c - 16 * k;
+          m[c][k][i] = static_cast<int8_t>(p >= 0 && p < 16 ? p : -128);
+        }
+  }
+};
+inline constexpr GrayC3Masks kGrayC3Masks{};
+
+// The 8u body form on 32 pixels of 3 bytes: channel bytes times 256 in
+// 16-bit lanes, high halves of the Q15 products, saturating sums.
+KEL_AVX2 inline void Gray8uC3Block(const uint8_t* s, uint8_t* d,
+                                   const __m256i* k) {
+  const __m256i v[3] = {
+      _mm256_inserti128_si256(
+          _mm256_castsi128_si256(
+              _mm_loadu_si128(reinterpret_cast<const __m128i*>(s))),
+          _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 48)), 1),
+      _mm256_inserti128_si256(
+          _mm256_castsi128_si256(
+              _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16))),
+          _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 64)), 1),
+      _mm256_inserti128_si256(
+          _mm256_castsi128_si256(
+              _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 32))),
+          _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 80)), 1)};
+  const __m256i zero = _mm256_setzero_si256();
+  __m256i lo = zero, hi = zero;
+  // Channel 2 first, then 1, then 0, each sum saturating.
+  for (int c = 2; c >= 0; --c) {
+    __m256i ch = zero;
+    for (int piece = 0; piece < 3; ++piece)
+      ch = _mm256_or_si256(
+          ch, _mm256_shuffle_epi8(
+                  v[piece], _mm256_load_si256(reinterpret_cast<const __m256i*>(
+                                kGrayC3Masks.m[c][piece]))));
+    lo = _mm256_adds_epu16(
+        lo, _mm256_mulhi_epu16(_mm256_unpacklo_epi8(zero, ch), k[c]));
+    hi = _mm256_adds_epu16(
+        hi, _mm256_mulhi_epu16(_mm256_unpackhi_epi8(zero, ch), k[c]));
+  }
+  const __m256i half = _mm256_set1_epi16(64);
+  lo = _mm256_srli_epi16(_mm256_adds_epu16(lo, half), 7);
+  hi = _mm256_srli_epi16(_mm256_adds_epu16(hi, half), 7);
+  _mm256_storeu_si256(reinterpret_cast<__m256i*>(d),
+                      _mm256_packus_epi16(lo, hi));
+}
+
+// Rows of 3-byte pixels: the 32-pixel blocks of the body in vectors, the
+// rest by the forms.
+KEL_AVX2 inline void Gray8uC3RowsAvx2(const uint8_t* src, ptrdiff_t ss,
+                                      uint8_t* dst, ptrdiff_t ds, int w, int h,
+                                      const uint32_t* c) {
+  const __m256i k[3] = {_mm256_set1_epi16(static_cast<int16_t>(c[0])),
+                        _mm256_set1_epi16(static_cast<int16_t>(c[1])),
+                        _mm256_set1_epi16(static_cast<int16_t>(c[2]))};
+  const int body = w - w % 32;
+  for (int y = 0; y < h; ++y) {
+    const uint8_t* s = src + y * ss;
+    uint8_t* d = dst + y * ds;
+    for (int x = 0; x < body; x += 32) Gray8uC3Block(s + 3 * x, d + x, k);
+    for (int x = body; x < w; ++x)
+      d[x] = GrayForm<uint8_t>::Tail(s[3 * x], s[3 * x + 1], s[3 * x + 2], c);
+  }
+}
+
 template <class T, int kN>
 KEL_AVX2 __attribute__((flatten)) void GrayRowsAvx2(
     const T* src, ptrdiff_t ss, T* dst, ptrdiff_t ds, int w, int h,
     const typename GrayForm<T>::Weights* k) {
-  GrayRows<T, kN>(src, ss, dst, ds, w, h, k);
+  if constexpr (std::is_same_v<T, uint8_t> && kN == 3)
+    Gray8uC3RowsAvx2(src, ss, dst, ds, w, h, k);
+  else
+    GrayRows<T, kN>(src, ss, dst, ds, w, h, k);
 }
 #endif
 
@@ -221,12 +300,53 @@ inline void SpreadRows(const T* src, ptrdiff_t ss, T* dst, ptrdiff_t ds, int w,
   }
 }
 #if KEL_X86_64
+// 8-bit gray to 3 bytes per pixel, sixteen pixels per 48 bytes: three byte
+// shuffles of the sixteen gray bytes.
+KEL_AVX2 inline void Spread8uC3RowsAvx2(const uint8_t* src, ptrdiff_t ss,
+                                        uint8_t* dst, ptrdiff_t ds, int w,
+                                        int h) {
+  alignas(16) static constexpr int8_t kMasks[3][16] = {
+      {0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5},
+      {5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9, 10, 10},
+      {10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15}};
+  const __m256i m0 = _mm256_broadcastsi128_si256(
+      _mm_load_si128(reinterpret_cast<const __m128i*>(kMasks[0])));
+  const __m256i m1 = _mm256_broadcastsi128_si256(
+      _mm_load_si128(reinterpret_cast<const __m128i*>(kMasks[1])));
+  const __m256i m2 = _mm256_broadcastsi128_si256(
+      _mm_load_si128(reinterpret_cast<const __m128i*>(kMasks[2])));
+  const int blocks = w - w % 32;
+  for (int y = 0; y < h; ++y) {
+    const uint8_t* s = src + y * ss;
+    uint8_t* d = dst + y * ds;
+    int x = 0;
+    for (; x < blocks; x += 32) {
+      const __m256i g =
+          _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + x));
+      const __m256i a = _mm256_shuffle_epi8(g, m0),
+                    b = _mm256_shuffle_epi8(g, m1),
+                    c = _mm256_shuffle_epi8(g, m2);
+      uint8_t* o = d + 3 * x;
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(o),
+                          _mm256_permute2x128_si256(a, b, 0x20));
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(o + 32),
+                          _mm256_permute2x128_si256(c, a, 0x30));
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(o + 64),
+                          _mm256_permute2x128_si256(b, c, 0x31));
+    }
+    for (; x < w; ++x) d[3 * x] = d[3 * x + 1] = d[3 * x + 2] = s[x];
+  }
+}
+
 template <class T, int kN>
 KEL_AVX2 __attribute__((flatten)) void SpreadRowsAvx2(const T* src,
                                                       ptrdiff_t ss, T* dst,
                                                       ptrdiff_t ds, int w,
                                                       int h, T alpha) {
-  SpreadRows<T, kN>(src, ss, dst, ds, w, h, alpha);
+  if constexpr (std::is_same_v<T, uint8_t> && kN == 3)
+    Spread8uC3RowsAvx2(src, ss, dst, ds, w, h);
+  else
+    SpreadRows<T, kN>(src, ss, dst, ds, w, h, alpha);
 }
 #endif
 
