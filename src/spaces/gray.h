@@ -155,17 +155,25 @@ inline void GrayRows(const T* src, ptrdiff_t ss, T* dst, ptrdiff_t ds, int w,
 }
 
 #if KEL_X86_64
-// Byte masks gathering channel c of sixteen 3-byte pixels from the k-th 16
-// bytes of them (the same in both lanes); -128 writes zero.
+// Channel c of sixteen 3-byte pixels (48 bytes in three 16-byte chunks;
+// byte q of chunk k belongs to channel (k + q) mod 3): a byte blend of the
+// chunks picks channel c's bytes (kPick: 0x80 where chunk 1 is taken, in
+// the second byte where chunk 2 is), and one shuffle orders them by pixel.
 struct GrayC3Masks {
-  alignas(32) int8_t m[3][3][32];
-  constexpr GrayC3Masks() : m() {
+  alignas(32) int8_t pick1[3][32];
+  alignas(32) int8_t pick2[3][32];
+  alignas(32) int8_t order[3][32];
+  constexpr GrayC3Masks() : pick1(), pick2(), order() {
     for (int c = 0; c < 3; ++c)
-      for (int k = 0; k < 3; ++k)
-        for (int i = 0; i < 32; ++i) {
-          const int p = 3 * (i % 16) + c - 16 * k;
-          m[c][k][i] = static_cast<int8_t>(p >= 0 && p < 16 ? p : -128);
-        }
+      for (int i = 0; i < 32; ++i) {
+        const int q = i % 16;
+        const int k = ((c - q) % 3 + 3) % 3;  // the chunk holding channel c
+        pick1[c][i] = static_cast<int8_t>(k == 1 ? -128 : 0);
+        pick2[c][i] = static_cast<int8_t>(k == 2 ? -128 : 0);
+        // Pixel j's channel-c byte sits at 3j + c = 16k' + q'.
+        const int p = 3 * q + c;
+        order[c][i] = static_cast<int8_t>(p % 16);
+      }
   }
 };
 inline constexpr GrayC3Masks kGrayC3Masks{};
@@ -191,12 +199,16 @@ KEL_AVX2 inline void Gray8uC3Block(const uint8_t* s, uint8_t* d,
   __m256i lo = zero, hi = zero;
   // Channel 2 first, then 1, then 0, each sum saturating.
   for (int c = 2; c >= 0; --c) {
-    __m256i ch = zero;
-    for (int piece = 0; piece < 3; ++piece)
-      ch = _mm256_or_si256(
-          ch, _mm256_shuffle_epi8(
-                  v[piece], _mm256_load_si256(reinterpret_cast<const __m256i*>(
-                                kGrayC3Masks.m[c][piece]))));
+    const __m256i pick = _mm256_blendv_epi8(
+        _mm256_blendv_epi8(v[0], v[1],
+                           _mm256_load_si256(reinterpret_cast<const __m256i*>(
+                               kGrayC3Masks.pick1[c]))),
+        v[2],
+        _mm256_load_si256(
+            reinterpret_cast<const __m256i*>(kGrayC3Masks.pick2[c])));
+    const __m256i ch = _mm256_shuffle_epi8(
+        pick, _mm256_load_si256(
+                  reinterpret_cast<const __m256i*>(kGrayC3Masks.order[c])));
     lo = _mm256_adds_epu16(
         lo, _mm256_mulhi_epu16(_mm256_unpacklo_epi8(zero, ch), k[c]));
     hi = _mm256_adds_epu16(
