@@ -121,13 +121,16 @@ struct GrayForm<int16_t> {
   }
 };
 
-// 32f and 64f: one expression everywhere, no clamping.
+// 32f and 64f: one expression everywhere, no clamping. A NaN result is
+// stored as the positive quiet NaN (which operand's NaN an operation passes
+// on is not something the kernels can keep the same).
 template <class F>
 struct GrayFloatForm {
   static constexpr int kBlock = 1;
   using Weights = F;
   static F Body(F x0, F x1, F x2, const F* w) {
-    return std::fma(w[2], x2, std::fma(w[0], x0, x1 * w[1]));
+    const F g = std::fma(w[2], x2, std::fma(w[0], x0, x1 * w[1]));
+    return g == g ? g : std::numeric_limits<F>::quiet_NaN();
   }
   static F Tail(F x0, F x1, F x2, const F* w) { return Body(x0, x1, x2, w); }
 };
@@ -239,12 +242,50 @@ KEL_AVX2 inline void Gray8uC3RowsAvx2(const uint8_t* src, ptrdiff_t ss,
   }
 }
 
+// Rows of 3-float pixels, eight at a time: two blends and a lane
+// permutation per channel, then the same fused form.
+KEL_AVX2 inline void Gray32fC3RowsAvx2(const float* src, ptrdiff_t ss,
+                                       float* dst, ptrdiff_t ds, int w, int h,
+                                       const float* wt) {
+  const __m256 w0 = _mm256_set1_ps(wt[0]), w1 = _mm256_set1_ps(wt[1]),
+               w2 = _mm256_set1_ps(wt[2]);
+  const __m256i i0 = _mm256_setr_epi32(0, 3, 6, 1, 4, 7, 2, 5);
+  const __m256i i1 = _mm256_setr_epi32(1, 4, 7, 2, 5, 0, 3, 6);
+  const __m256i i2 = _mm256_setr_epi32(2, 5, 0, 3, 6, 1, 4, 7);
+  const __m256 nan = _mm256_castsi256_ps(_mm256_set1_epi32(0x7FC00000));
+  for (int y = 0; y < h; ++y) {
+    const float* s = reinterpret_cast<const float*>(
+        reinterpret_cast<const char*>(src) + y * ss);
+    float* d = reinterpret_cast<float*>(reinterpret_cast<char*>(dst) + y * ds);
+    int x = 0;
+    for (; x + 8 <= w; x += 8) {
+      const __m256 a = _mm256_loadu_ps(s + 3 * x),
+                   b = _mm256_loadu_ps(s + 3 * x + 8),
+                   c = _mm256_loadu_ps(s + 3 * x + 16);
+      const __m256 x0 = _mm256_permutevar8x32_ps(
+          _mm256_blend_ps(_mm256_blend_ps(a, b, 0x92), c, 0x24), i0);
+      const __m256 x1 = _mm256_permutevar8x32_ps(
+          _mm256_blend_ps(_mm256_blend_ps(a, b, 0x24), c, 0x49), i1);
+      const __m256 x2 = _mm256_permutevar8x32_ps(
+          _mm256_blend_ps(_mm256_blend_ps(a, b, 0x49), c, 0x92), i2);
+      const __m256 g = _mm256_fmadd_ps(
+          w2, x2, _mm256_fmadd_ps(w0, x0, _mm256_mul_ps(x1, w1)));
+      _mm256_storeu_ps(
+          d + x, _mm256_blendv_ps(g, nan, _mm256_cmp_ps(g, g, _CMP_UNORD_Q)));
+    }
+    for (; x < w; ++x)
+      d[x] = GrayForm<float>::Tail(s[3 * x], s[3 * x + 1], s[3 * x + 2], wt);
+  }
+}
+
 template <class T, int kN>
 KEL_AVX2 __attribute__((flatten)) void GrayRowsAvx2(
     const T* src, ptrdiff_t ss, T* dst, ptrdiff_t ds, int w, int h,
     const typename GrayForm<T>::Weights* k) {
   if constexpr (std::is_same_v<T, uint8_t> && kN == 3)
     Gray8uC3RowsAvx2(src, ss, dst, ds, w, h, k);
+  else if constexpr (std::is_same_v<T, float> && kN == 3)
+    Gray32fC3RowsAvx2(src, ss, dst, ds, w, h, k);
   else
     GrayRows<T, kN>(src, ss, dst, ds, w, h, k);
 }

@@ -67,7 +67,8 @@ int16_t Model16s(int x0, int x1, int x2, const float* w, bool body) {
 }
 template <class F>
 F ModelFloat(F x0, F x1, F x2, const F* w) {
-  return std::fma(w[2], x2, std::fma(w[0], x0, x1 * w[1]));
+  const F g = std::fma(w[2], x2, std::fma(w[0], x0, x1 * w[1]));
+  return std::isnan(g) ? std::numeric_limits<F>::quiet_NaN() : g;
 }
 
 template <class T>
