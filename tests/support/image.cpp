@@ -36,6 +36,13 @@ std::vector<uint8_t> GuardedPlane::Image() const {
 
 ::testing::AssertionResult GuardedPlane::CanaryIntactOutside(int w,
                                                              int h) const {
+  std::vector<uint8_t> canary(buf_.size());
+  for (size_t i = 0; i < canary.size(); ++i) canary[i] = Canary(i);
+  return UnchangedOutside(canary, w, h);
+}
+
+::testing::AssertionResult GuardedPlane::UnchangedOutside(
+    const std::vector<uint8_t>& snapshot, int w, int h) const {
   for (size_t i = 0; i < buf_.size(); ++i) {
     const ptrdiff_t rel = static_cast<ptrdiff_t>(i - offset_);
     bool inside = false;
@@ -43,7 +50,7 @@ std::vector<uint8_t> GuardedPlane::Image() const {
       const ptrdiff_t y = rel / step_, x = rel % step_;
       inside = y < h && x < w;
     }
-    if (!inside && buf_[i] != Canary(i)) {
+    if (!inside && buf_[i] != snapshot[i]) {
       return ::testing::AssertionFailure()
              << "byte at offset " << rel << " from the first pixel (step "
              << step_ << ") was overwritten; allowed region " << w << " x "

@@ -47,6 +47,10 @@ class GuardedPlane {
   // Success when every byte outside the first `w` bytes of the first `h`
   // rows still holds the canary pattern.
   ::testing::AssertionResult CanaryIntactOutside(int w, int h) const;
+  // Success when every byte outside the first `w` bytes of the first `h`
+  // rows is as in `snapshot` (an earlier Snapshot()).
+  ::testing::AssertionResult UnchangedOutside(
+      const std::vector<uint8_t>& snapshot, int w, int h) const;
   // Success when the buffer is byte for byte `snapshot`.
   ::testing::AssertionResult Unchanged(
       const std::vector<uint8_t>& snapshot) const;
