@@ -448,6 +448,25 @@ const KelLibVersion* kelccGetLibVersion(void);
   X(keliGrayToRGB_32f_C1C4R, KELCC_P_GRAY_A(Kel32f))            \
   X(keliYCbCr422ToGray_8u_C2C1R, KELCC_P_C_C)
 
+/* CIE XYZ from and to linear RGB (D65, BT.709 primaries). */
+#define KELCC_EXPORTS_XYZ(X)                      \
+  X(keliRGBToXYZ_8u_C3R, KELCC_P_T_C_C(Kel8u))    \
+  X(keliRGBToXYZ_8u_AC4R, KELCC_P_T_C_C(Kel8u))   \
+  X(keliRGBToXYZ_16u_C3R, KELCC_P_T_C_C(Kel16u))  \
+  X(keliRGBToXYZ_16u_AC4R, KELCC_P_T_C_C(Kel16u)) \
+  X(keliRGBToXYZ_16s_C3R, KELCC_P_T_C_C(Kel16s))  \
+  X(keliRGBToXYZ_16s_AC4R, KELCC_P_T_C_C(Kel16s)) \
+  X(keliRGBToXYZ_32f_C3R, KELCC_P_T_C_C(Kel32f))  \
+  X(keliRGBToXYZ_32f_AC4R, KELCC_P_T_C_C(Kel32f)) \
+  X(keliXYZToRGB_8u_C3R, KELCC_P_T_C_C(Kel8u))    \
+  X(keliXYZToRGB_8u_AC4R, KELCC_P_T_C_C(Kel8u))   \
+  X(keliXYZToRGB_16u_C3R, KELCC_P_T_C_C(Kel16u))  \
+  X(keliXYZToRGB_16u_AC4R, KELCC_P_T_C_C(Kel16u)) \
+  X(keliXYZToRGB_16s_C3R, KELCC_P_T_C_C(Kel16s))  \
+  X(keliXYZToRGB_16s_AC4R, KELCC_P_T_C_C(Kel16s)) \
+  X(keliXYZToRGB_32f_C3R, KELCC_P_T_C_C(Kel32f))  \
+  X(keliXYZToRGB_32f_AC4R, KELCC_P_T_C_C(Kel32f))
+
 /* Every exported image function, in slot order. */
 #define KELCC_EXPORTS(X)        \
   KELCC_EXPORTS_YCBCR444(X)     \
@@ -457,7 +476,8 @@ const KelLibVersion* kelccGetLibVersion(void);
   KELCC_EXPORTS_HLS(X)          \
   KELCC_EXPORTS_HSV(X)          \
   KELCC_EXPORTS_TWIST(X)        \
-  KELCC_EXPORTS_GRAY(X)
+  KELCC_EXPORTS_GRAY(X)         \
+  KELCC_EXPORTS_XYZ(X)
 
 #define KELCC_DECLARE_(name, params) KelResult name params;
 KELCC_EXPORTS(KELCC_DECLARE_)
