@@ -25,3 +25,8 @@ jobs=$(nproc)
 cmake -S . -B "$dir" "${opts[@]}" >/dev/null
 cmake --build "$dir" -j"$jobs" --target "$target"
 ctest --test-dir "$dir" --output-on-failure -j"$jobs" "${filter[@]}"
+# The robustness sweep's figures (ctest shows a passing test's output only
+# on failure).
+if [[ "$target" == all ]]; then
+  "$dir"/tests/sweep_test --gtest_brief=1 | grep 'exports covered'
+fi
