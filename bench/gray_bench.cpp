@@ -47,9 +47,8 @@ void Register() {
     });
     AddMemcpyLimit("RGBToGray_32f_C3C1R", w, h, 12 * px, 4 * px);
 #if KELCC_HAVE_LIBYUV
-    Add("RGBToGray_8u_C3C1R", "libyuv", w, h, [=] {
-      libyuv::RAWToJ400(rgb, 3 * w, gray, w, w, h);
-    });
+    Add("RGBToGray_8u_C3C1R", "libyuv", w, h,
+        [=] { libyuv::RAWToJ400(rgb, 3 * w, gray, w, w, h); });
 #endif
 #if KELCC_HAVE_OPENCV
     Add("RGBToGray_8u_C3C1R", "opencv", w, h, [=] {

@@ -1,47 +1,30 @@
 // HLS and HSV: the RGB-order 8u members and RGB to HLS 32f, with OpenCV's
 // cvtColor on the same conversion (the _FULL codes, whose hue spans 0..255
 // like ours) at 1920x1080 and 3840x2160.
-#include <cstddef>
-#include <cstdint>
-#include <string>
 #include <utility>
 
-#include "bench_common.h"
-#include "kelcc.h"
-
-#if KELCC_HAVE_OPENCV
-#include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
-#endif
+#include "packed3.h"
 
 namespace {
 
-using kel::bench::Add;
-using kel::bench::AddMemcpyLimit;
-using kel::bench::RandomBuffer;
+using kel::bench::AddPacked3;
+using kel::bench::MakePacked3;
+using kel::bench::Packed3;
 
 template <class T>
 void Case(const char* name,
           KelResult (*fn)(const T*, int, T*, int, KelImageSize),
           [[maybe_unused]] int cvCode, int w, int h) {
-  const size_t bytes = static_cast<size_t>(w) * h * 3 * sizeof(T);
-  T* src = reinterpret_cast<T*>(RandomBuffer(bytes, 7));
-  if constexpr (sizeof(T) == 4)  // floats in 0..1
-    for (size_t i = 0; i < bytes / 4; ++i)
-      src[i] = static_cast<float>(reinterpret_cast<uint32_t*>(src)[i] >> 8) /
-               16777216.0f;
-  T* dst = reinterpret_cast<T*>(RandomBuffer(bytes, 8));
-  const int step = w * 3 * static_cast<int>(sizeof(T));
-  Add(name, "kelcc", w, h, [=] { fn(src, step, dst, step, {w, h}); });
+  AddPacked3(
+      name, MakePacked3<T>(w, h, 7),
+      [fn](const Packed3<T>& b) {
+        fn(b.src, b.step, b.dst, b.step, {b.w, b.h});
+      },
+      [cvCode](const auto& in, auto& out) {
 #if KELCC_HAVE_OPENCV
-  const int type = sizeof(T) == 1 ? CV_8UC3 : CV_32FC3;
-  Add(name, "opencv", w, h, [=] {
-    const cv::Mat in(h, w, type, src);
-    cv::Mat out(h, w, type, dst);
-    cv::cvtColor(in, out, cvCode);
-  });
+        cv::cvtColor(in, out, cvCode);
 #endif
-  AddMemcpyLimit(name, w, h, bytes, bytes);
+      });
 }
 
 void Register() {

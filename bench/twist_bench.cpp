@@ -1,22 +1,15 @@
 // Colour twist: 8u and 32f three-channel images through a 3 x 4 matrix,
 // beside OpenCV's cv::transform with the same 3 x 4 float matrix, at
 // 1920x1080 and 3840x2160.
-#include <cstddef>
-#include <cstdint>
 #include <utility>
 
-#include "bench_common.h"
-#include "kelcc.h"
-
-#if KELCC_HAVE_OPENCV
-#include <opencv2/core.hpp>
-#endif
+#include "packed3.h"
 
 namespace {
 
-using kel::bench::Add;
-using kel::bench::AddMemcpyLimit;
-using kel::bench::RandomBuffer;
+using kel::bench::AddPacked3;
+using kel::bench::MakePacked3;
+using kel::bench::Packed3;
 
 constexpr float kMatrix[3][4] = {{0.9f, 0.1f, 0.05f, 3.0f},
                                  {-0.2f, 1.1f, 0.1f, -2.0f},
@@ -27,25 +20,17 @@ void Case(const char* name,
           KelResult (*fn)(const T*, int, T*, int, KelImageSize,
                           const Kel32f[3][4]),
           int w, int h) {
-  const size_t bytes = static_cast<size_t>(w) * h * 3 * sizeof(T);
-  T* src = reinterpret_cast<T*>(RandomBuffer(bytes, 11));
-  if constexpr (sizeof(T) == 4)  // floats in 0..1
-    for (size_t i = 0; i < bytes / 4; ++i)
-      src[i] = static_cast<float>(reinterpret_cast<uint32_t*>(src)[i] >> 8) /
-               16777216.0f;
-  T* dst = reinterpret_cast<T*>(RandomBuffer(bytes, 12));
-  const int step = w * 3 * static_cast<int>(sizeof(T));
-  Add(name, "kelcc", w, h, [=] { fn(src, step, dst, step, {w, h}, kMatrix); });
+  AddPacked3(
+      name, MakePacked3<T>(w, h, 11),
+      [fn](const Packed3<T>& b) {
+        fn(b.src, b.step, b.dst, b.step, {b.w, b.h}, kMatrix);
+      },
+      [](const auto& in, auto& out) {
 #if KELCC_HAVE_OPENCV
-  const int type = sizeof(T) == 1 ? CV_8UC3 : CV_32FC3;
-  Add(name, "opencv", w, h, [=] {
-    const cv::Mat in(h, w, type, src);
-    cv::Mat out(h, w, type, dst);
-    const cv::Mat m(3, 4, CV_32F, const_cast<float*>(&kMatrix[0][0]));
-    cv::transform(in, out, m);
-  });
+        const cv::Mat m(3, 4, CV_32F, const_cast<float*>(&kMatrix[0][0]));
+        cv::transform(in, out, m);
 #endif
-  AddMemcpyLimit(name, w, h, bytes, bytes);
+      });
 }
 
 void Register() {

@@ -21,26 +21,9 @@
 #include "frame/rounding.h"
 #include "kelcc.h"
 
-#define KEL_LANE_NS kel::spaces::scalar
-#define KEL_LANE_FN inline
-#define KEL_LANE_LOOP inline
-#define KEL_LANE_V float
-#include "spaces/twist_forms.inc"
-#undef KEL_LANE_NS
-#undef KEL_LANE_FN
-#undef KEL_LANE_LOOP
-#undef KEL_LANE_V
-#if KEL_X86_64
-#define KEL_LANE_NS kel::spaces::avx2
-#define KEL_LANE_FN KEL_AVX2_INLINE
-#define KEL_LANE_LOOP KEL_AVX2
-#define KEL_LANE_V ::kel::lanes::F8
-#include "spaces/twist_forms.inc"
-#undef KEL_LANE_NS
-#undef KEL_LANE_FN
-#undef KEL_LANE_LOOP
-#undef KEL_LANE_V
-#endif
+#define KEL_LANE_FORMS "spaces/twist_forms.inc"
+#define KEL_LANE_FAMILY kel::spaces
+#include "frame/lane_passes.h"
 
 namespace kel::spaces {
 
