@@ -226,6 +226,34 @@ int main(int argc, char** argv) {
                       : keliYCbCr420ToRGB_8u_P3C3R(c3, steps420, out.data(),
                                                    out.step(), roi);
        }},
+      // The colour spaces, through the packed 3-byte buffer.
+      {"HSV", "hsv",
+       [&] {
+         return keliRGBToHSV_8u_C3R(src.data(), src.step(), packed.data(),
+                                    packed.step, roi);
+       },
+       [&] {
+         return keliHSVToRGB_8u_C3R(packed.data(), packed.step, out.data(),
+                                    out.step(), roi);
+       }},
+      {"HLS", "hls",
+       [&] {
+         return keliRGBToHLS_8u_C3R(src.data(), src.step(), packed.data(),
+                                    packed.step, roi);
+       },
+       [&] {
+         return keliHLSToRGB_8u_C3R(packed.data(), packed.step, out.data(),
+                                    out.step(), roi);
+       }},
+      {"CIE XYZ", "xyz",
+       [&] {
+         return keliRGBToXYZ_8u_C3R(src.data(), src.step(), packed.data(),
+                                    packed.step, roi);
+       },
+       [&] {
+         return keliXYZToRGB_8u_C3R(packed.data(), packed.step, out.data(),
+                                    out.step(), roi);
+       }},
   };
 
   std::printf("\n%-28s %-14s %8s %8s %12s %12s\n", "round trip", "status",
@@ -279,6 +307,9 @@ int main(int argc, char** argv) {
       failures += exact ? 0 : 1;
     }
   }
+  // The picture in gray (BT.601 weights).
+  if (keliRGBToGray_8u_C3C1R(src.data(), src.step(), y.data(), w, roi) == 0)
+    demo::WriteGrayPng(outDir + "/gray.png", y.data(), w, w, h);
   std::printf("\nPNG files written to %s/\n", outDir.c_str());
   return failures == 0 ? 0 : 1;
 }
